@@ -1,0 +1,90 @@
+// The subset of the Win32 kernel services that the library calls, declared for POSIX systems with the meaning that Windows gives them.
+// Failures are reported through the return value and GetLastError(), which holds an errno value here.
+#pragma once
+
+#include <pthread.h>
+
+#include <cstddef>
+#include <cstdint>
+
+#define WINAPI
+#define __stdcall
+#define __cdecl
+#define CALLBACK
+
+using BOOL = int;
+using BYTE = uint8_t;
+using WORD = uint16_t;
+using DWORD = uint32_t;
+using UINT = uint32_t;
+using LONG = int32_t;
+using ULONG = uint32_t;
+using HRESULT = int32_t;
+using LPSTR = char*;
+using LPCSTR = const char*;
+using LPVOID = void*;
+using HANDLE = void*;
+using HMODULE = void*;
+using HLOCAL = void*;
+using WPARAM = uintptr_t;
+using LPARAM = intptr_t;
+
+constexpr BOOL TRUE = 1;
+constexpr BOOL FALSE = 0;
+constexpr DWORD INFINITE = 0xFFFFFFFF;
+constexpr DWORD WAIT_OBJECT_0 = 0;
+constexpr DWORD WAIT_FAILED = 0xFFFFFFFF;
+constexpr DWORD MAX_PATH = 260;
+constexpr UINT GMEM_FIXED = 0;
+constexpr DWORD FORMAT_MESSAGE_ALLOCATE_BUFFER = 0x100;
+constexpr DWORD FORMAT_MESSAGE_IGNORE_INSERTS = 0x200;
+constexpr DWORD FORMAT_MESSAGE_FROM_SYSTEM = 0x1000;
+
+// Re-entrant for the thread that holds it.
+struct CRITICAL_SECTION {
+  pthread_mutex_t mutex;
+};
+void InitializeCriticalSection(CRITICAL_SECTION* section);
+void EnterCriticalSection(CRITICAL_SECTION* section);
+void LeaveCriticalSection(CRITICAL_SECTION* section);
+void DeleteCriticalSection(CRITICAL_SECTION* section);
+
+// Starts a thread with `stackBytes` of stack. Returns its handle, or 0 with errno set. Flags and security are ignored.
+uintptr_t _beginthreadex(void* security, unsigned stackBytes, unsigned(__stdcall* start)(void*), void* argument,
+                         unsigned flags, unsigned* threadId);
+// Waits for a thread handle. Only INFINITE is supported as time-out; a second wait on the same handle returns at once.
+DWORD WaitForSingleObject(HANDLE thread, DWORD timeoutMs);
+// Releases a thread handle; a thread that nobody waited for runs on detached.
+BOOL CloseHandle(HANDLE thread);
+DWORD GetCurrentThreadId();
+void Sleep(DWORD milliseconds);
+
+struct LARGE_INTEGER {
+  int64_t QuadPart;
+};
+// 10 MHz counter on CLOCK_MONOTONIC.
+BOOL QueryPerformanceCounter(LARGE_INTEGER* count);
+BOOL QueryPerformanceFrequency(LARGE_INTEGER* frequency);
+// Milliseconds since boot, wrapping at 2^32.
+DWORD timeGetTime();
+
+struct SYSTEMTIME {
+  WORD wYear, wMonth, wDayOfWeek, wDay, wHour, wMinute, wSecond, wMilliseconds;
+};
+void GetLocalTime(SYSTEMTIME* now);
+
+// The path of the running executable (module must be null); the result is cut and zero-terminated when it does not fit.
+DWORD GetModuleFileNameA(HMODULE module, char* path, DWORD capacity);
+BOOL CreateDirectoryA(const char* path, void* security);
+// Text for a debugger: dropped, there is no such channel here; tests receive it through platform::KernelSeam.
+void OutputDebugStringA(const char* text);
+
+HANDLE GlobalAlloc(UINT flags, size_t bytes);
+HANDLE GlobalFree(HANDLE memory);
+HLOCAL LocalFree(HLOCAL memory);
+
+DWORD GetLastError();
+void SetLastError(DWORD code);
+// With FORMAT_MESSAGE_ALLOCATE_BUFFER `buffer` is really a char** that receives memory for LocalFree. Returns the length, 0 on failure.
+DWORD FormatMessageA(DWORD flags, const void* source, DWORD messageId, DWORD languageId, char* buffer, DWORD size,
+                     void* arguments);

@@ -1,0 +1,30 @@
+// The log: one line per call, to standard output and the debugger, and to one file per local day.
+#pragma once
+
+#include <cstdint>
+
+enum LogLevel : int32_t {
+  kLogAll = 0,
+  kLogDebug = 1,
+  kLogInfo = 2,
+  kLogNotify = 3,
+  kLogWarning = 4,
+  kLogError = 5,
+  kLogNone = 6,
+};
+
+#if defined(__MINGW32__)
+#define KITC_PRINTF(format, first) __attribute__((format(__MINGW_PRINTF_FORMAT, format, first)))
+#else
+#define KITC_PRINTF(format, first) __attribute__((format(printf, format, first)))
+#endif
+
+// Writes "HH:MM:SS.mmm level: file(line): message\n" to the sinks whose threshold `level` reaches; below both it costs one comparison.
+// A line is cut at 4096 bytes. Never fails, never throws; any thread, any locks held.
+void kitc_log(int32_t level, const char* sourceFile, int32_t line, const char* format, ...) KITC_PRINTF(4, 5);
+
+// Sets both thresholds and the directory of the daily files, which is created. A null directory turns the files off and keeps the old one.
+void kitc_log_config(int32_t fileLevel, const char* logDirectory, int32_t stdOutLevel);
+
+// Creates a directory and its missing parents. 0 when the last one was created, -1 otherwise, also when it was there already.
+int kitc_mkdir_recursive(const char* path);
