@@ -1,6 +1,8 @@
 // What the library tells the host: the notification window and the four callbacks. Library-wide; a leaf that anything may use.
 #pragma once
 
+#include <cstdint>
+
 #include "platform/User.h"
 
 using YUVDataCallBack = void(__cdecl*)(uint32_t nPlayerID, const uint8_t* plane0, const uint8_t* plane1,
@@ -16,6 +18,7 @@ enum PlayerEvent : uint32_t {
   kEventEndOfFile = 2,
 };
 
+// Every setting is one atomic word: any thread may set or read it at any time, and a change takes effect at the next event or picture.
 namespace notification {
 
 // A null window stops the posting.
@@ -24,7 +27,7 @@ void RegisterNotify(HWND window, UINT message);
 void SetCallBack(YUVDataCallBack yuvData, NotifyCallBack notify, DrawCallBack beforeBlt, DrawCallBack afterBlt);
 
 // Posts the event, when a window is registered, and calls the notify callback: always for the end of a file, for a snapshot only when a
-// window is registered.
+// window is registered. Hold no lock that the callback could want.
 void RaiseEvent(uint32_t nPlayerID, PlayerEvent event);
 
 // The installed callbacks; never null.
