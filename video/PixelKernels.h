@@ -1,0 +1,45 @@
+// The inner loops of the pixel conversions: one table of functions for each instruction set, and the choice
+// between them.
+#pragma once
+
+#include <cstdint>
+
+// Two picture rows and the chroma row that they share. For a last row without a partner both rows are the
+// same one.
+struct PixelRowPair {
+  uint8_t* target[2];
+  const uint8_t* luma[2];
+  const uint8_t* cb;
+  const uint8_t* cr;
+};
+
+// All tables give the same bytes. The functions read and write exactly the pixels they are told to, at any
+// alignment.
+struct PixelKernels {
+  const char* szName;
+  // `pixels` is even; pixels / 2 chroma samples are read.
+  void (*ToRGB32)(const PixelRowPair& rows, int32_t pixels);
+  // `pixels` is a multiple of 16.
+  void (*ToYUY2)(const PixelRowPair& rows, int32_t pixels);
+  // One output row from two source rows of 2 * pixels bytes.
+  void (*Halve)(uint8_t* target, const uint8_t* upper, const uint8_t* lower, int32_t pixels);
+  // Splits 2 * pairs bytes into the first and the second byte of each pair.
+  void (*Split)(uint8_t* first, uint8_t* second, const uint8_t* source, int32_t pairs);
+};
+
+extern const PixelKernels kPlainPixelKernels;  // the reference; any CPU
+
+// Ordered from plain to widest.
+enum class PixelInstructionSet { Plain, Sse2, Avx2 };
+
+// Null when this CPU or this build has no such instructions.
+const PixelKernels* PixelKernelsFor(PixelInstructionSet instructionSet);
+
+// The table that the conversions use: the widest of this CPU, found out at the first call, until
+// UsePixelKernels names another one (to compare or to measure them). Any thread; a conversion under way
+// finishes on the table it began with.
+const PixelKernels& ActivePixelKernels();
+void UsePixelKernels(const PixelKernels& kernels);
+
+// One 32-bit pixel, for the columns and rows that the row functions cannot serve.
+void PixelToRGB32(uint8_t* target, int32_t luma, int32_t cb, int32_t cr);
