@@ -2,20 +2,12 @@
 // end in an X11 window or, headless, in memory. Objects are reference-counted; every operation may be called from any thread.
 #pragma once
 
+#include "platform/posix/ComApi.h"
 #include "platform/posix/UserApi.h"
 
-struct GUID {
-  uint32_t Data1;
-  uint16_t Data2;
-  uint16_t Data3;
-  uint8_t Data4[8];
-};
-static_assert(sizeof(GUID) == 16);
 constexpr GUID IID_IDirectDraw7 = {0x15e65ec0, 0x3b9c, 0x11d2, {0xb9, 0x2f, 0x00, 0x60, 0x97, 0x97, 0xea, 0x5b}};
 
 constexpr HRESULT DD_OK = 0;
-constexpr bool SUCCEEDED(HRESULT code) { return code >= 0; }
-constexpr bool FAILED(HRESULT code) { return code < 0; }
 constexpr HRESULT DirectDrawError(uint32_t code) { return static_cast<HRESULT>(0x88760000u | code); }
 constexpr HRESULT DDERR_GENERIC = static_cast<HRESULT>(0x80004005u);
 constexpr HRESULT DDERR_OUTOFMEMORY = static_cast<HRESULT>(0x8007000Eu);
@@ -87,7 +79,6 @@ struct DDSURFACEDESC2 {
 using LPDDSURFACEDESC2 = DDSURFACEDESC2*;
 using LPRECT = RECT*;
 struct DDBLTFX;
-struct IUnknown;
 
 struct IDirectDrawClipper {
   virtual ULONG Release() = 0;
