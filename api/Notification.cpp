@@ -32,7 +32,8 @@ void RegisterNotify(HWND window, UINT message) {
   g_hNotifyWnd = window;
 }
 
-void SetCallBack(YUVDataCallBack yuvData, NotifyCallBack notify, DrawCallBack beforeBlt, DrawCallBack afterBlt) {
+void SetCallBack(YUVDataCallBack yuvData, NotifyCallBack notify, DrawCallBack beforeBlt,
+                 DrawCallBack afterBlt) {
   g_fnYUVDataCallBack = OrNull<YUVDataCallBack>(yuvData, NullYUVData);
   g_fnNotifyCallBack = OrNull<NotifyCallBack>(notify, NullNotify);
   g_fnBeforeBltCallBack = OrNull<DrawCallBack>(beforeBlt, NullDraw);
@@ -51,8 +52,14 @@ void RaiseEvent(uint32_t nPlayerID, PlayerEvent event) {
   g_fnNotifyCallBack.load()(nPlayerID, event);
 }
 
-YUVDataCallBack YuvData() { return g_fnYUVDataCallBack; }
-DrawCallBack BeforeBlt() { return g_fnBeforeBltCallBack; }
-DrawCallBack AfterBlt() { return g_fnAfterBltCallBack; }
+YUVDataCallBack YuvData() {
+  return g_fnYUVDataCallBack;
+}
+DrawCallBack BeforeBlt() {
+  return g_fnBeforeBltCallBack;
+}
+DrawCallBack AfterBlt() {
+  return g_fnAfterBltCallBack;
+}
 
 }  // namespace notification
