@@ -1,4 +1,5 @@
-// Decoders: one compressed frame in, one picture or one block of sound out. Adapters over the codec libraries.
+// Decoders: one compressed frame in, one picture or one block of sound out. Adapters over the codec
+// libraries.
 #pragma once
 
 #include <cstdint>
@@ -44,7 +45,8 @@ class Decoder {
   // Milliseconds for which the decoder holds pictures back.
   virtual uint32_t GetDelay() const = 0;
   // True without an image when the frame completed no picture. `nPlayerID` names the player in log lines.
-  virtual bool DecodeFrameVideo(DecodedPicture& picture, const uint8_t* data, uint32_t size, uint32_t nPlayerID);
+  virtual bool DecodeFrameVideo(DecodedPicture& picture, const uint8_t* data, uint32_t size,
+                                uint32_t nPlayerID);
   virtual bool DecodeFrameAudio(DecodedSound& sound, const uint8_t* data, uint32_t size, uint32_t nPlayerID);
   // The last picture as 32-bit pixels, bottom-up, rows of width x 4 bytes.
   virtual bool GetImageRGB32(uint8_t* buffer, uint32_t bufferSize);

@@ -14,9 +14,9 @@ enum LogLevel : int32_t {
 };
 
 #if defined(__MINGW32__)
-#define KITC_PRINTF(format, first) __attribute__((format(__MINGW_PRINTF_FORMAT, format, first)))
+#define KITC_PRINTF(formatAt, firstAt) __attribute__((format(__MINGW_PRINTF_FORMAT, formatAt, firstAt)))
 #else
-#define KITC_PRINTF(format, first) __attribute__((format(printf, format, first)))
+#define KITC_PRINTF(formatAt, firstAt) __attribute__((format(printf, formatAt, firstAt)))
 #endif
 
 // Writes "HH:MM:SS.mmm level: file(line): message\n" to the sinks whose threshold `level` reaches; below both it costs one comparison.

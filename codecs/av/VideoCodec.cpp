@@ -1,0 +1,194 @@
+#include "codecs/av/VideoCodec.h"
+
+extern "C" {
+#include <libavutil/imgutils.h>
+#include <libavutil/pixdesc.h>
+#include <libswscale/swscale.h>
+}
+
+#include <climits>
+#include <cstring>
+#include <new>
+
+namespace {
+
+// Larger pictures come from damaged headers only, and would take gigabytes.
+constexpr int kMaxSide = 10000;
+// Inputs are rounded up to this many bytes so that a growing frame seldom means a new buffer.
+constexpr size_t kInputGranule = 64 * 1024;
+// Added to the severity of every message of a context: whatever a damaged stream provokes stays off the
+// host's stderr, while the host's own use of libavcodec, whose log level is one for the process, keeps its
+// messages.
+constexpr int kSilence = 1000;
+
+int GetBuffer(AVCodecContext* context, AVFrame* frame, int flags) {
+  if (frame->width > kMaxSide || frame->height > kMaxSide) return AVERROR(EINVAL);
+  return avcodec_default_get_buffer2(context, frame, flags);
+}
+
+// The same layout without the mark for full-range samples: values pass unchanged whichever range they use.
+AVPixelFormat WithoutRange(AVPixelFormat format) {
+  switch (format) {
+    case AV_PIX_FMT_YUVJ420P:
+      return AV_PIX_FMT_YUV420P;
+    case AV_PIX_FMT_YUVJ422P:
+      return AV_PIX_FMT_YUV422P;
+    case AV_PIX_FMT_YUVJ444P:
+      return AV_PIX_FMT_YUV444P;
+    case AV_PIX_FMT_YUVJ440P:
+      return AV_PIX_FMT_YUV440P;
+    case AV_PIX_FMT_YUVJ411P:
+      return AV_PIX_FMT_YUV411P;
+    default:
+      return format;
+  }
+}
+
+size_t PlaneBytes(const AVFrame& frame, int plane) {
+  const size_t bytes = static_cast<size_t>(frame.linesize[plane]) * static_cast<size_t>(frame.height);
+  return plane == 0 ? bytes : bytes / 2;
+}
+
+// True when the bytes that a reader of whole rows touches lie inside the codec's memory. Cropping at the left
+// moves the plane's start and with it the end of its last row, possibly past the end of the allocation.
+bool RowsAreReadable(AVFrame& frame) {
+  for (int plane = 0; plane < 3; ++plane) {
+    if (frame.linesize[plane] <= 0) return false;
+    const AVBufferRef* memory = av_frame_get_plane_buffer(&frame, plane);
+    if (memory == nullptr) return false;
+    const size_t offset = static_cast<size_t>(frame.data[plane] - memory->data);
+    if (offset > memory->size || PlaneBytes(frame, plane) > memory->size - offset) return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+void VideoCodec::ContextDeleter::operator()(AVCodecContext* context) const {
+  avcodec_free_context(&context);
+}
+
+void VideoCodec::FrameDeleter::operator()(AVFrame* frame) const {
+  av_frame_free(&frame);
+}
+
+void VideoCodec::PacketDeleter::operator()(AVPacket* packet) const {
+  av_packet_free(&packet);
+}
+
+void VideoCodec::ScalerDeleter::operator()(SwsContext* scaler) const {
+  sws_freeContext(scaler);
+}
+
+std::unique_ptr<VideoCodec> VideoCodec::Create(AVCodecID codecId) {
+  const AVCodec* codec = avcodec_find_decoder(codecId);
+  if (codec == nullptr) return nullptr;
+  std::unique_ptr<VideoCodec> self(new (std::nothrow) VideoCodec);
+  if (self == nullptr) return nullptr;
+  self->m_pContext.reset(avcodec_alloc_context3(codec));
+  self->m_pInput.reset(av_packet_alloc());
+  self->m_pFrame.reset(av_frame_alloc());
+  self->m_pNext.reset(av_frame_alloc());
+  self->m_pConverted.reset(av_frame_alloc());
+  if (!self->m_pContext || !self->m_pInput || !self->m_pFrame || !self->m_pNext || !self->m_pConverted)
+    return nullptr;
+  AVCodecContext& context = *self->m_pContext;
+  context.thread_count = 1;
+  context.flags |= AV_CODEC_FLAG_LOW_DELAY;
+  context.log_level_offset = kSilence;
+  context.get_buffer2 = GetBuffer;
+  if (avcodec_open2(&context, codec, nullptr) < 0) return nullptr;
+  return self;
+}
+
+VideoCodec::Result VideoCodec::Decode(const uint8_t* data, uint32_t size, VideoPlanes& planes) {
+  if (m_bDraining) {
+    avcodec_flush_buffers(m_pContext.get());
+    m_bDraining = false;
+    m_bWaitForKeyFrame = true;
+  }
+  if (!Fill(data, size)) return Result::kFailed;
+  const bool accepted = avcodec_send_packet(m_pContext.get(), m_pInput.get()) >= 0;
+  // A damaged frame may be reported as an error and still give a picture: concealed damage shows more than a
+  // frozen view.
+  if (ReceiveNewest()) return Deliver(planes);
+  return accepted ? Result::kNoPicture : Result::kFailed;
+}
+
+VideoCodec::Result VideoCodec::Drain(VideoPlanes& planes) {
+  if (!m_bDraining) {
+    avcodec_send_packet(m_pContext.get(), nullptr);
+    m_bDraining = true;
+  }
+  if (avcodec_receive_frame(m_pContext.get(), m_pFrame.get()) < 0) return Result::kNoPicture;
+  return Deliver(planes);
+}
+
+// libavcodec reads up to AV_INPUT_BUFFER_PADDING_SIZE bytes past the end of its input, the caller's buffer
+// may end at a page: copy.
+bool VideoCodec::Fill(const uint8_t* data, uint32_t size) {
+  if (data == nullptr || size == 0 || size > INT_MAX - kInputGranule) return false;
+  const size_t needed = static_cast<size_t>(size) + AV_INPUT_BUFFER_PADDING_SIZE;
+  AVPacket& input = *m_pInput;
+  if (input.buf == nullptr || input.buf->size < needed || av_buffer_is_writable(input.buf) == 0) {
+    av_packet_unref(&input);
+    input.buf = av_buffer_alloc((needed + kInputGranule - 1) / kInputGranule * kInputGranule);
+    if (input.buf == nullptr) return false;
+  }
+  std::memcpy(input.buf->data, data, size);
+  std::memset(input.buf->data + size, 0, AV_INPUT_BUFFER_PADDING_SIZE);
+  input.data = input.buf->data;
+  input.size = static_cast<int>(size);
+  return true;
+}
+
+bool VideoCodec::ReceiveNewest() {
+  bool received = false;
+  while (avcodec_receive_frame(m_pContext.get(), m_pNext.get()) >= 0) {
+    // libavcodec's H.264 decoder itself waits for a picture that can be decoded; the others start with
+    // anything.
+    if (m_pNext->key_frame != 0 || m_pContext->codec_id == AV_CODEC_ID_H264) m_bWaitForKeyFrame = false;
+    if (m_bWaitForKeyFrame) continue;
+    av_frame_unref(m_pFrame.get());
+    av_frame_move_ref(m_pFrame.get(), m_pNext.get());
+    received = true;
+  }
+  return received;
+}
+
+VideoCodec::Result VideoCodec::Deliver(VideoPlanes& planes) {
+  const bool plain = WithoutRange(static_cast<AVPixelFormat>(m_pFrame->format)) == AV_PIX_FMT_YUV420P &&
+                     RowsAreReadable(*m_pFrame);
+  const AVFrame* frame = plain ? m_pFrame.get() : Convert();
+  if (frame == nullptr) return Result::kFailed;
+  planes.nWidth = static_cast<uint32_t>(frame->width);
+  planes.nHeight = static_cast<uint32_t>(frame->height);
+  for (int plane = 0; plane < 3; ++plane) {
+    planes.pPlane[plane] = frame->data[plane];
+    planes.nStride[plane] = static_cast<uint32_t>(frame->linesize[plane]);
+  }
+  return Result::kPicture;
+}
+
+// m_pFrame as 8-bit 4:2:0 in m_pConverted; null when that is impossible.
+const AVFrame* VideoCodec::Convert() {
+  const AVFrame& source = *m_pFrame;
+  AVFrame& target = *m_pConverted;
+  if (target.width != source.width || target.height != source.height) {
+    av_frame_unref(&target);
+    target.format = AV_PIX_FMT_YUV420P;
+    target.width = source.width;
+    target.height = source.height;
+    if (av_frame_get_buffer(&target, 0) < 0) {
+      av_frame_unref(&target);
+      return nullptr;
+    }
+  }
+  const AVPixelFormat format = WithoutRange(static_cast<AVPixelFormat>(source.format));
+  m_pScaler.reset(sws_getCachedContext(m_pScaler.release(), source.width, source.height, format, target.width,
+                                       target.height, AV_PIX_FMT_YUV420P, SWS_BILINEAR, nullptr, nullptr,
+                                       nullptr));
+  if (!m_pScaler) return nullptr;
+  sws_scale(m_pScaler.get(), source.data, source.linesize, 0, source.height, target.data, target.linesize);
+  return &target;
+}

@@ -1,0 +1,67 @@
+// One video decoder of libavcodec, set up for cameras: one thread, no delay beyond what the stream's
+// reordering needs, 8-bit 4:2:0 out.
+#pragma once
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+}
+
+#include <cstdint>
+#include <memory>
+
+struct SwsContext;
+
+// One decoded picture. The planes belong to the codec and stay valid until its next call.
+struct VideoPlanes {
+  uint32_t nWidth = 0;  // pixels
+  uint32_t nHeight = 0;
+  const uint8_t* pPlane[3] =
+      {};                    // luma, Cb, Cr; readable: luma stride x height, chroma stride x height / 2 bytes
+  uint32_t nStride[3] = {};  // bytes per row
+};
+
+// No lock: one call at a time.
+class VideoCodec {
+ public:
+  enum class Result { kPicture, kNoPicture, kFailed };
+
+  // Null when the codec is missing or memory is exhausted.
+  static std::unique_ptr<VideoCodec> Create(AVCodecID codecId);
+
+  // Decodes one access unit. kFailed: it was unusable and completed no picture; later ones may still be
+  // decoded.
+  Result Decode(const uint8_t* data, uint32_t size, VideoPlanes& planes);
+  // The next picture that is held back for reordering. Decoding goes on at the next key frame afterwards.
+  Result Drain(VideoPlanes& planes);
+
+ private:
+  struct ContextDeleter {
+    void operator()(AVCodecContext* context) const;
+  };
+  struct FrameDeleter {
+    void operator()(AVFrame* frame) const;
+  };
+  struct PacketDeleter {
+    void operator()(AVPacket* packet) const;
+  };
+  struct ScalerDeleter {
+    void operator()(SwsContext* scaler) const;
+  };
+
+  VideoCodec() = default;
+  bool Fill(const uint8_t* data, uint32_t size);
+  bool ReceiveNewest();
+  Result Deliver(VideoPlanes& planes);
+  const AVFrame* Convert();
+
+  std::unique_ptr<AVCodecContext, ContextDeleter> m_pContext;
+  std::unique_ptr<AVPacket, PacketDeleter> m_pInput;  // padded copy of the input; its buffer only grows
+  std::unique_ptr<AVFrame, FrameDeleter> m_pFrame;    // the picture handed out, in the codec's memory
+  std::unique_ptr<AVFrame, FrameDeleter> m_pNext;
+  std::unique_ptr<AVFrame, FrameDeleter>
+      m_pConverted;  // the picture handed out when m_pFrame is not plain 4:2:0
+  std::unique_ptr<SwsContext, ScalerDeleter> m_pScaler;
+  bool m_bWaitForKeyFrame =
+      true;  // pictures without their references are noise: hold them until the first complete one
+  bool m_bDraining = false;
+};

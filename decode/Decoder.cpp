@@ -1,0 +1,84 @@
+#include "decode/Decoder.h"
+
+#include <new>
+
+#include "decode/H264Decoder.h"
+#include "decode/H265Decoder.h"
+#include "decode/PCMDecoder.h"
+
+namespace {
+
+// The object allocator, for containers that have no other way than an exception to say that memory is
+// exhausted.
+template <typename T>
+struct ThrowingAllocator {
+  using value_type = T;
+  ThrowingAllocator() = default;
+  template <typename Other>
+  ThrowingAllocator(const ThrowingAllocator<Other>&) {}
+  T* allocate(size_t count) {
+    void* const memory = ::operator new(count * sizeof(T), std::nothrow);
+    if (memory == nullptr) throw std::bad_alloc();
+    return static_cast<T*>(memory);
+  }
+  void deallocate(T* memory, size_t) { ::operator delete(memory); }
+  bool operator==(const ThrowingAllocator&) const { return true; }
+};
+
+template <typename Concrete>
+std::shared_ptr<Decoder> OpenDecoder(uint32_t first, uint32_t second, uint32_t third) {
+  try {
+    const auto decoder = std::allocate_shared<Concrete>(ThrowingAllocator<Concrete>());
+    if (decoder->Open(first, second, third)) return decoder;
+  } catch (const std::bad_alloc&) {
+    // answered like a library that refuses
+  }
+  return nullptr;
+}
+
+std::shared_ptr<Decoder> CreateDecoder(uint32_t codecId, uint32_t first, uint32_t second, uint32_t third) {
+  switch (codecId) {
+    case kCodecH264:
+      return OpenDecoder<H264Decoder>(first, second, third);
+    case kCodecH265:
+      return OpenDecoder<H265Decoder>(first, second, third);
+    case kCodecPcm:
+      return OpenDecoder<PCMDecoder>(first, second, third);
+    default:
+      return nullptr;
+  }
+}
+
+}  // namespace
+
+bool Decoder::InitSDK() {
+  return QXD05_InitSDK() != 0;
+}
+
+void Decoder::ReleaseSDK() {
+  QXD05_ReleaseSDK();
+}
+
+std::shared_ptr<Decoder> Decoder::CreateVideoDecoder(uint32_t codecId, uint32_t width, uint32_t height,
+                                                     uint32_t framePeriodMs) {
+  return CreateDecoder(codecId, width, height, framePeriodMs);
+}
+
+std::shared_ptr<Decoder> Decoder::CreateAudioDecoder(uint32_t codecId, uint32_t capacity, uint32_t channels,
+                                                     uint32_t sampleRate) {
+  return CreateDecoder(codecId, capacity, channels, sampleRate);
+}
+
+bool Decoder::DecodeFrameVideo(DecodedPicture& /*picture*/, const uint8_t* /*data*/, uint32_t /*size*/,
+                               uint32_t /*nPlayerID*/) {
+  return false;
+}
+
+bool Decoder::DecodeFrameAudio(DecodedSound& /*sound*/, const uint8_t* /*data*/, uint32_t /*size*/,
+                               uint32_t /*nPlayerID*/) {
+  return false;
+}
+
+bool Decoder::GetImageRGB32(uint8_t* /*buffer*/, uint32_t /*bufferSize*/) {
+  return false;
+}

@@ -1,0 +1,11 @@
+// H.264 over QDEC05.
+#pragma once
+
+#include "decode/Decoder05.h"
+
+class H264Decoder final : public Decoder05 {
+ public:
+  H264Decoder();
+  uint32_t GetDecoderType() const override { return kCodecH264; }
+  uint32_t GetDelay() const override { return 0; }
+};
