@@ -1,4 +1,5 @@
 // Kernel services: threads and critical sections, clocks, local time, directories, text of error codes.
+// Paths: Windows joins with `\`; elsewhere every function that takes a path reads `\` as `/`.
 #pragma once
 
 #ifdef _WIN32
@@ -12,5 +13,9 @@
 
 #include <cstdio>
 
-// fopen() that takes `\` as a separator on every system. Returns null, with errno set, when the file cannot be opened.
+// fopen() that takes `\` as a separator on every system and, where the system can, keeps the file from being inherited by child processes.
+// Returns null, with errno set, when the file cannot be opened.
 std::FILE* PlatformOpenFile(const char* path, const char* mode);
+
+// Writes text to the process's standard output at once. A closed or broken output is ignored and raises no signal.
+void PlatformWriteStandardOutput(const char* text);

@@ -49,10 +49,12 @@ void EnterCriticalSection(CRITICAL_SECTION* section);
 void LeaveCriticalSection(CRITICAL_SECTION* section);
 void DeleteCriticalSection(CRITICAL_SECTION* section);
 
-// Starts a thread with `stackBytes` of stack. Returns its handle, or 0 with errno set. Flags and security are ignored.
+// Starts a thread with `stackBytes` of stack. Returns its handle, or 0 with errno set. Flags and security are ignored. The thread takes
+// none of the signals that are sent to the process: those are the host's.
 uintptr_t _beginthreadex(void* security, unsigned stackBytes, unsigned(__stdcall* start)(void*), void* argument,
                          unsigned flags, unsigned* threadId);
-// Waits for a thread handle. Only INFINITE is supported as time-out; a second wait on the same handle returns at once.
+// Waits for a thread handle. Only INFINITE is supported as time-out; a second wait on the same handle returns at once. WAIT_FAILED for a
+// null handle and for a thread that waits for itself.
 DWORD WaitForSingleObject(HANDLE thread, DWORD timeoutMs);
 // Releases a thread handle; a thread that nobody waited for runs on detached.
 BOOL CloseHandle(HANDLE thread);
@@ -76,6 +78,11 @@ void GetLocalTime(SYSTEMTIME* now);
 // The path of the running executable (module must be null); the result is cut and zero-terminated when it does not fit.
 DWORD GetModuleFileNameA(HMODULE module, char* path, DWORD capacity);
 BOOL CreateDirectoryA(const char* path, void* security);
+constexpr DWORD INVALID_FILE_ATTRIBUTES = 0xFFFFFFFF;
+constexpr DWORD FILE_ATTRIBUTE_DIRECTORY = 0x10;
+constexpr DWORD FILE_ATTRIBUTE_NORMAL = 0x80;
+// INVALID_FILE_ATTRIBUTES when nothing is there.
+DWORD GetFileAttributesA(const char* path);
 // Text for a debugger: dropped, there is no such channel here; tests receive it through platform::KernelSeam.
 void OutputDebugStringA(const char* text);
 
@@ -85,6 +92,7 @@ HLOCAL LocalFree(HLOCAL memory);
 
 DWORD GetLastError();
 void SetLastError(DWORD code);
-// With FORMAT_MESSAGE_ALLOCATE_BUFFER `buffer` is really a char** that receives memory for LocalFree. Returns the length, 0 on failure.
+// With FORMAT_MESSAGE_ALLOCATE_BUFFER, which is the only way here, `buffer` is really a char** that receives memory for LocalFree. The text
+// has no line end. Returns its length, 0 (and a null pointer) for a code without text.
 DWORD FormatMessageA(DWORD flags, const void* source, DWORD messageId, DWORD languageId, char* buffer, DWORD size,
                      void* arguments);

@@ -1,25 +1,30 @@
-// Where tests put their own clock, memory and debugger in place of the system's. Production code never touches this.
+// Where tests put their own clock, memory and debugger in place of the system's. Production code never
+// touches this.
 #pragma once
 
 #include "platform/posix/KernelApi.h"
 
 namespace platform {
 
-// The operations that Kernel.h takes from outside. The base class is the real system; a test derives and overrides.
-// All members are called from any thread, several at once.
+// The operations that Kernel.h takes from outside. The base class is the real system; a test derives and
+// overrides. All members are called from any thread, several at once.
 class KernelSeam {
  public:
   virtual ~KernelSeam() = default;
-  virtual uint32_t TimeMs();               // timeGetTime
-  virtual int64_t PerformanceCounter();    // 10 MHz
+  virtual uint32_t TimeMs();             // timeGetTime
+  virtual int64_t PerformanceCounter();  // 10 MHz
   virtual void LocalTime(SYSTEMTIME* now);
   virtual void Sleep(uint32_t milliseconds);
-  virtual void* Allocate(size_t bytes);    // null when memory is exhausted; released with free()
-  virtual bool StartThreads();             // false: _beginthreadex fails
+  virtual void* Allocate(size_t bytes);  // null when memory is exhausted; released with free()
+  virtual bool StartThreads();           // false: _beginthreadex fails
   virtual void DebugText(const char* text);
 };
 
-// Puts `seam` (borrowed; must outlive its use) in place, null for the real system. Returns what was there before.
+// What is in place: a test's, or the real system.
+KernelSeam& CurrentKernelSeam();
+
+// Puts `seam` (borrowed; must outlive its use) in place, null for the real system. Returns what was there
+// before.
 KernelSeam* SetKernelSeam(KernelSeam* seam);
 
 }  // namespace platform

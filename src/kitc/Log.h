@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstdio>
 
 enum LogLevel : int32_t {
   kLogAll = 0,
@@ -19,12 +20,13 @@ enum LogLevel : int32_t {
 #define KITC_PRINTF(formatAt, firstAt) __attribute__((format(printf, formatAt, firstAt)))
 #endif
 
-// Writes "HH:MM:SS.mmm level: file(line): message\n" to the sinks whose threshold `level` reaches; below both it costs one comparison.
-// A line is cut at 4096 bytes. Never fails, never throws; any thread, any locks held.
+// Writes "HH:MM:SS.mmm level: file(line): message\n" to the sinks whose threshold `level` reaches; below both
+// it costs one comparison. A line is cut at 4095 bytes and still ends with the line end. Never fails, never
+// throws; any thread, any locks held, also before main() and while the process ends. Until kitc_log_config is
+// called everything goes to standard output and the debugger, nothing to files.
 void kitc_log(int32_t level, const char* sourceFile, int32_t line, const char* format, ...) KITC_PRINTF(4, 5);
 
-// Sets both thresholds and the directory of the daily files, which is created. A null directory turns the files off and keeps the old one.
+// Sets both thresholds and the directory of the daily files, which is created. A null directory turns the
+// files off and keeps the old one; of a longer one the first 1023 characters count. The setting stays for the
+// life of the process.
 void kitc_log_config(int32_t fileLevel, const char* logDirectory, int32_t stdOutLevel);
-
-// Creates a directory and its missing parents. 0 when the last one was created, -1 otherwise, also when it was there already.
-int kitc_mkdir_recursive(const char* path);
