@@ -1,0 +1,61 @@
+// The two threads of a player with an open source: one takes due frames and plays them, one keeps the sound
+// device fed.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+
+#include "pacing/AudioPath.h"
+#include "pacing/FrameBufferPool.h"
+#include "pacing/FrameControl.h"
+#include "pacing/PlayerLabel.h"
+#include "pacing/VideoPath.h"
+#include "src/kitc/Thread.h"
+
+// Start, Stop and ResetStatistics are the owner's, one at a time; the threads themselves never take a lock
+// that the owner holds meanwhile.
+class PlayThreads {
+ public:
+  // All borrowed; they outlive this object.
+  PlayThreads(const PlayerLabel& label, FrameBufferPool& pool, FrameControl& control, VideoPath& video,
+              AudioPath& audio)
+      : m_Label(label), m_Pool(pool), m_Control(control), m_Video(video), m_Audio(audio) {}
+  PlayThreads(const PlayThreads&) = delete;
+  PlayThreads& operator=(const PlayThreads&) = delete;
+
+  // Starts both threads; false, with neither running, when one could not be started.
+  bool Start();
+  // Ends both and waits for them, without a time limit. Harmless when none runs.
+  void Stop();
+  // Clears the timing statistics and begins their period now. Only while no thread runs.
+  void ResetStatistics();
+  // Presents the last picture again at the next pass. Any thread.
+  void RequestRefresh() { m_bRefresh = true; }
+  // Of the video play thread, for log lines; 0 when it does not run.
+  unsigned ThreadId() const { return m_PlayThread.Id(); }
+
+ private:
+  void VideoLoop();
+  void AudioLoop();
+  void VideoPass();
+  void PlayFrameFromPool();
+  void LogTimings(double now);
+
+  const PlayerLabel& m_Label;
+  FrameBufferPool& m_Pool;
+  FrameControl& m_Control;
+  VideoPath& m_Video;
+  AudioPath& m_Audio;
+
+  // Shared without a lock; read once a pass.
+  std::atomic<bool> m_bRunning{false};
+  std::atomic<bool> m_bRefresh{false};
+
+  // Video play thread only, while it runs.
+  uint32_t m_nFramesPlayed = 0;  // since the last timing line
+  double m_dLastTimingLog = 0;   // ms of kitc_time_ms
+
+  // Owner only.
+  Thread m_PlayThread;
+  Thread m_AudioThread;
+};

@@ -1,0 +1,133 @@
+#include "pacing/VideoPath.h"
+
+#include <utility>
+
+#include "api/Notification.h"
+#include "src/kitc/Clock.h"
+#include "src/kitc/Log.h"
+
+namespace {
+
+constexpr char kSource[] = "Player.cpp";
+
+// Log lines name a frame by the low 32 bits of its address.
+unsigned LowAddress(const void* address) {
+  return static_cast<unsigned>(reinterpret_cast<uintptr_t>(address));
+}
+
+}  // namespace
+
+bool VideoPath::InitViewer(uint32_t width, uint32_t height) {
+  ScopedLock hold(m_ViewLock);
+  return m_VideoViewer.Init(static_cast<int32_t>(width), static_cast<int32_t>(height));
+}
+
+void VideoPath::ResetView() {
+  ScopedLock hold(m_ViewLock);
+  m_VideoViewer.ResetView();
+}
+
+void VideoPath::SetViewerPlayerID(uint32_t nPlayerID) {
+  ScopedLock hold(m_ViewLock);
+  m_VideoViewer.SetPlayerID(nPlayerID);
+}
+
+void VideoPath::SetDecoder(std::shared_ptr<Decoder> decoder) {
+  m_nCodec = decoder != nullptr ? decoder->GetDecoderType() : static_cast<uint32_t>(kCodecNone);
+  ScopedLock hold(m_DecoderLock);
+  m_pDecoder = std::move(decoder);
+}
+
+void VideoPath::SetPictureSize(uint32_t width, uint32_t height) {
+  ScopedLock hold(m_PictureLock);
+  m_nWidth = width;
+  m_nHeight = height;
+}
+
+void VideoPath::ForgetPicture() {
+  ScopedLock hold(m_PictureLock);
+  m_Picture.bHasImage = false;
+}
+
+void VideoPath::SetMainPreview(HWND window, const RECT* rect, bool enable) {
+  ScopedLock hold(m_ViewLock);
+  m_VideoViewer.SetMainPreview(window, rect, enable);
+}
+
+void VideoPath::SetSubPreview(HWND window, const RECT* rect, bool enable) {
+  ScopedLock hold(m_ViewLock);
+  m_VideoViewer.SetSubPreview(window, rect, enable);
+}
+
+DecodedPicture VideoPath::LastPicture() {
+  ScopedLock hold(m_PictureLock);
+  return m_Picture;
+}
+
+DecodedPicture VideoPath::Decode(const FrameRecord& frame) {
+  const double start = kitc_time_ms();
+  DecodedPicture picture;
+  {
+    ScopedLock holdPicture(m_PictureLock);
+    {
+      ScopedLock holdDecoder(m_DecoderLock);
+      if (m_pDecoder != nullptr) {
+        const bool decoded =
+            m_pDecoder->DecodeFrameVideo(m_Picture, frame.pFrame, frame.dwFrameSize, m_Label.PlayerID());
+        if (!decoded) {
+          kitc_log(kLogError, kSource, __LINE__, "decodeid:%d DecodeFrameVideo():Error,name:%s\n",
+                   m_Label.PlayerID(), m_Label.Name().c_str());
+        }
+        m_bDecodeOK = decoded;
+        if (!frame.bDisplay) m_Picture.bHasImage = false;
+      }
+    }
+    picture = m_Picture;
+  }
+  m_Timings.decode += kitc_time_ms() - start;
+  return picture;
+}
+
+void VideoPath::PlayVideoFrame(const FrameRecord* frame) {
+  const bool hasData = frame != nullptr && frame->dwFrameSize != 0;
+  const uint8_t* bytes = frame != nullptr ? frame->pFrame : nullptr;
+  const DecodedPicture picture = hasData ? Decode(*frame) : LastPicture();
+  if (!hasData) {
+    kitc_log(kLogDebug, kSource, __LINE__,
+             "decodeid:%d PlayVideoFrame() pFrame:0x%x dwFrameSize:0 %s,name:%s\n", m_Label.PlayerID(),
+             LowAddress(bytes), picture.bHasImage ? "but show last image" : "but last frame has no image",
+             m_Label.Name().c_str());
+  }
+  if (!picture.bHasImage) {
+    kitc_log(kLogError, kSource, __LINE__,
+             "decodeid:%d PlayVideoFrame() pFrame:0x%x dwFrameSize:%d,bHasImage:false,name:%s\n",
+             m_Label.PlayerID(), LowAddress(bytes), hasData ? frame->dwFrameSize : 0, m_Label.Name().c_str());
+    return;
+  }
+  if (picture.pPlane[0] != nullptr) Present(picture);
+}
+
+void VideoPath::Present(const DecodedPicture& picture) {
+  const double start = kitc_time_ms();
+  if (picture.nPixelFormat == QPF_YV12) {
+    notification::YuvData()(m_Label.PlayerID(), picture.pPlane[0], picture.pPlane[1], picture.pPlane[2],
+                            picture.nStride[0], picture.nStride[1]);
+  }
+  ScopedLock hold(m_ViewLock);
+  const double viewStart = kitc_time_ms();
+  ShowTimings shown;
+  m_VideoViewer.ShowFrame(picture.pPlane, picture.nStride, picture.nPixelFormat,
+                          static_cast<int32_t>(picture.nWidth), static_cast<int32_t>(picture.nHeight), shown);
+  const double end = kitc_time_ms();
+  m_Timings.view += end - viewStart;
+  m_Timings.viewlock += end - start;
+  m_Timings.show.waitgloballock += shown.waitgloballock;
+  m_Timings.show.ddsback += shown.ddsback;
+  m_Timings.show.ddsprimary += shown.ddsprimary;
+  m_Timings.show.ddsoffscreen += shown.ddsoffscreen;
+  m_Timings.show.ddsbackCallback += shown.ddsbackCallback;
+}
+
+VideoTimings VideoPath::TakeTimings() {
+  return std::exchange(m_Timings, VideoTimings());
+}

@@ -1,0 +1,231 @@
+#include "player/Player.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "player/LiveFrame.h"
+#include "src/kitc/Log.h"
+
+namespace {
+
+constexpr char kSource[] = "Player.cpp";
+constexpr uint32_t kAudioFrameCapacity = 8192;  // bytes of one PCM frame of a live stream
+constexpr uint32_t kAudioBufferMs = 400;
+constexpr uint32_t kAudioLatencyMs = 200;
+constexpr int32_t kMaxSpeedExponent = 30;  // 2^30 is the largest that fits
+
+}  // namespace
+
+Player::Player() {
+  Reset();
+}
+
+Player::~Player() {
+  Reset();
+}
+
+void Player::SetPlayerID(uint32_t nPlayerID) {
+  m_Label.SetPlayerID(nPlayerID);
+  m_Video.SetViewerPlayerID(nPlayerID);
+}
+
+void Player::Reset() {
+  ScopedLock hold(m_PlayerLock);
+  if (m_bStream) {
+    CloseStream();
+  } else {
+    CloseSource();
+  }
+  m_PlayThreads.ResetStatistics();
+  m_Label.SetName({});
+  m_dwUserData = 0;
+  m_Video.SetPictureSize(0, 0);
+  m_TimeStampGen.Reset();
+  m_FrameControl.ResetToDefault();
+}
+
+bool Player::CreateStream(const void* header, uint32_t sizeBytes) {
+  const AudioPath::Preview preview = m_Audio.GetPreview();
+  ScopedLock hold(m_PlayerLock);
+  CloseStream();
+  if (!OpenStream(header, sizeBytes)) {
+    DropDecoders();
+    return false;
+  }
+  kitc_log(kLogDebug, kSource, __LINE__, "Player::CreateStream codecid:%d uThreadId:0x%x name:%s\n",
+           m_Label.PlayerID(), m_PlayThreads.ThreadId(), m_Label.Name().c_str());
+  if (preview.bEnabled) m_Audio.SetPreview(preview.hWnd, true);
+  LogOpened();
+  return true;
+}
+
+bool Player::OpenStream(const void* header, uint32_t sizeBytes) {
+  StreamFormat format;
+  if (!ReadHeader(header, sizeBytes, format) || !format.IsPlayable()) return false;
+  if (!m_Video.InitViewer(format.nWidth, format.nHeight)) return false;
+  if (!OpenDecoders(format)) return false;
+  m_FrameBufferPool.ResetForLive();
+  m_Video.SetPictureSize(format.nWidth, format.nHeight);
+  m_TimeStampGen.SetFrameRate(format.nFrameRateNum, format.nFrameRateDen);
+  m_FrameControl.ResetClock(true);
+  m_bStream = true;
+  m_bWaitFirstKeyFrame = true;
+  if (m_PlayThreads.Start()) return true;
+  m_FrameBufferPool.CloseAndClear();
+  return false;
+}
+
+bool Player::ReadHeader(const void* header, uint32_t sizeBytes, StreamFormat& format) {
+  if (header == nullptr || sizeBytes < kShortHeaderBytes) return false;
+  ScopedLock hold(m_HeaderLock);
+  m_bExtHeader = IsExtendedHeader(header, sizeBytes);
+  if (m_bExtHeader) {
+    std::memcpy(m_FileHeader.data(), header, kFileHeaderBytes);
+    format = ReadFileHeader(m_FileHeader);
+  } else {
+    std::memcpy(m_ShortHeader.data(), header, kShortHeaderBytes);
+    format = ReadShortHeader(m_ShortHeader);
+  }
+  return true;
+}
+
+bool Player::OpenDecoders(const StreamFormat& format) {
+  const std::shared_ptr<Decoder> video =
+      Decoder::CreateVideoDecoder(format.nVideoCodec, format.nWidth, format.nHeight, format.FramePeriodMs());
+  if (video == nullptr) return false;
+  m_Video.SetDecoder(video);
+  SetAVOffset(0);
+  if (format.nAudioCodec == kCodecNone) return true;
+
+  std::shared_ptr<Decoder> audio = Decoder::CreateAudioDecoder(
+      format.nAudioCodec, kAudioFrameCapacity, format.nAudioChannels, format.nAudioSampleRate);
+  if (audio == nullptr) return false;
+  m_Audio.Open(std::move(audio), AudioFormat{format.nAudioChannels, format.nAudioSampleRate,
+                                             format.nAudioBits, kAudioBufferMs, kAudioLatencyMs});
+  SetAVOffset(m_Audio.DelayMs() - static_cast<int32_t>(video->GetDelay()));
+  return true;
+}
+
+void Player::SetAVOffset(int32_t milliseconds) {
+  m_FrameControl.SetAVOffset(milliseconds);
+  m_FrameBufferPool.SetAVOffset(milliseconds);
+}
+
+void Player::DropDecoders() {
+  m_Video.SetDecoder(nullptr);
+  m_Audio.DropDecoder();
+}
+
+void Player::ReleaseStream() {
+  ScopedLock hold(m_PlayerLock);
+  CloseStream();
+}
+
+bool Player::Stop() {
+  ScopedLock hold(m_PlayerLock);
+  CloseSource();
+  return true;
+}
+
+void Player::CloseStream() {
+  kitc_log(kLogDebug, kSource, __LINE__, "Player::ReleaseStream codecid:%d uThreadId:0x%x name:%s\n",
+           m_Label.PlayerID(), m_PlayThreads.ThreadId(), m_Label.Name().c_str());
+  CloseSource();
+}
+
+// The threads end before anything that they use goes.
+void Player::CloseSource() {
+  m_PlayThreads.Stop();
+  m_Video.ForgetPicture();
+  m_FrameBufferPool.CloseAndClear();
+  m_Video.ResetView();
+  m_Audio.ReleaseViewer();
+  DropDecoders();
+}
+
+void Player::LogOpened() {
+  FileHeader header;
+  {
+    ScopedLock hold(m_HeaderLock);
+    header = m_FileHeader;
+  }
+  const auto field = [&header](FileHeaderOffset offset) { return FileHeaderField(header, offset); };
+  kitc_log(kLogInfo, kSource, __LINE__,
+           "nPlayerID:%d, FileHeader: wDeviceType=%d, wVideoCodecID=%d, wVideoDataType=%d, wVideoFormat=%d, "
+           "wVideoWidth=%d, wVideoHeight=%d, wFrameRateNum=%d, wFrameRateDen=%d, wAudioCodecID=%d, "
+           "wAudioSampleRate=%d, wAudioChannels=%d, wAudioBits=%d, dwRecFileTotalFrames=%d, wRecFileType=%d",
+           m_Label.PlayerID(), field(kDeviceType), field(kVideoCodecID), field(kVideoDataType),
+           field(kVideoFormat), field(kVideoWidth), field(kVideoHeight), field(kFrameRateNum),
+           field(kFrameRateDen), field(kAudioCodecID), field(kAudioSampleRate), field(kAudioChannels),
+           field(kAudioBits), field(kRecFileTotalFrames), field(kRecFileType));
+}
+
+bool Player::GetHeaderData(void* buffer, uint32_t sizeBytes) {
+  if (buffer == nullptr || sizeBytes < kShortHeaderBytes) return false;
+  ScopedLock hold(m_HeaderLock);
+  if (m_bExtHeader) {
+    std::memcpy(buffer, m_FileHeader.data(),
+                sizeBytes >= kFileHeaderBytes ? kFileHeaderBytes : kShortHeaderBytes);
+  } else {
+    std::memcpy(buffer, m_ShortHeader.data(), kShortHeaderBytes);
+  }
+  return true;
+}
+
+int32_t Player::WriteFrame(const uint8_t* data, uint32_t size, int64_t timestamp) {
+  ScopedLock hold(m_PlayerLock);
+  LiveFrame live;
+  if (data == nullptr || size == 0) {
+    live.ftFrameType = QFT_Video;  // a frame without data shows the last picture again
+  } else {
+    live = ClassifyLiveFrame(m_Video.CodecType(), data, size);
+  }
+  if (live.bIllegal) {
+    kitc_log(kLogError, kSource, __LINE__,
+             "decodeid:%d SVXFileStream::_NalDecode dwType:%d illegal,name:%s\n", m_Label.PlayerID(),
+             data[4] & 0x0F, m_Label.Name().c_str());
+    return kInputIllegalFrame;
+  }
+  if (m_bWaitFirstKeyFrame && !live.bKeyFrame) {
+    if (live.ftFrameType == QFT_Video) {
+      kitc_log(kLogError, kSource, __LINE__,
+               "decodeid:%d WaitKeyFrame dwSize:%d bKeyFrame:%d,can not push frame pool,name:%s\n",
+               m_Label.PlayerID(), size, 0, m_Label.Name().c_str());
+    }
+    return kInputWaitsForFirstKeyFrame;
+  }
+  m_bWaitFirstKeyFrame = false;
+
+  FrameRecord frame;
+  frame.pFrame = live.pPayload;
+  frame.dwFrameSize = live.nPayloadSize;
+  frame.ftFrameType = live.ftFrameType;
+  frame.bKeyFrame = live.bKeyFrame;
+  frame.bDisplay = true;
+  const bool isVideo = live.ftFrameType == QFT_Video;
+  if (timestamp >= 0) {
+    frame.llTimeStamp = timestamp;
+  } else {
+    frame.llTimeStamp = isVideo ? m_TimeStampGen.NextVideoTimeStamp() : m_TimeStampGen.LastTimeStamp();
+  }
+  return m_FrameBufferPool.PushBackFrame(m_Label.PlayerID(), frame);
+}
+
+void Player::Pause() {
+  m_FrameControl.SetPause(true);
+  m_Audio.StopSound();
+}
+
+void Player::StepForward() {
+  Pause();
+  m_FrameControl.SetOneShot();
+}
+
+bool Player::SetPlaySpeed(int32_t exponent, bool keyFramesOnly) {
+  (void)keyFramesOnly;  // a rule of file playback
+  const int32_t limited = std::clamp(exponent, -kMaxSpeedExponent, kMaxSpeedExponent);
+  const int32_t factor = 1 << std::abs(limited);
+  m_FrameControl.SetSpeed(limited > 0 ? factor : 1, limited > 0 ? 1 : factor);
+  m_Audio.StopSound();
+  return true;
+}

@@ -1,0 +1,168 @@
+// The live queue: what it accepts, in which order it gives frames back, and what it says about them.
+#include "pacing/FrameBufferPool.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+#include "platform/posix/KernelSeam.h"
+
+namespace {
+
+// In place before the pool is made, which reads the clock.
+struct PoolSeam : platform::KernelSeam {
+  PoolSeam() { platform::SetKernelSeam(this); }
+  ~PoolSeam() override { platform::SetKernelSeam(nullptr); }
+  void* Allocate(size_t bytes) override {
+    if (refuse) return nullptr;
+    return std::malloc(bytes);
+  }
+  void DebugText(const char* text) override { lines.emplace_back(text); }
+  int64_t PerformanceCounter() override { return counterMs * 10000; }
+
+  bool refuse = false;
+  int64_t counterMs = 1000;
+  std::vector<std::string> lines;
+};
+
+class FrameBufferPoolTest : public testing::Test, public PoolSeam {
+ protected:
+  PushResult Push(FrameType type, bool key, int64_t timestamp, std::vector<uint8_t> bytes = {1, 2, 3}) {
+    FrameRecord frame;
+    frame.pFrame = bytes.data();
+    frame.dwFrameSize = static_cast<uint32_t>(bytes.size());
+    frame.ftFrameType = type;
+    frame.bKeyFrame = key;
+    frame.llTimeStamp = timestamp;
+    return pool.PushBackFrame(7, frame);  // the caller's bytes are gone after this call
+  }
+  PushResult Key(int64_t timestamp = 0) { return Push(QFT_Video, true, timestamp); }
+  PushResult Delta(int64_t timestamp = 0) { return Push(QFT_Video, false, timestamp); }
+  PushResult Audio(int64_t timestamp = 0) { return Push(QFT_Audio, false, timestamp); }
+
+  FrameBufferPool pool;
+};
+
+}  // namespace
+
+TEST_F(FrameBufferPoolTest, ClosedUntilOpenedThenWaitsForAKeyFrame) {
+  EXPECT_EQ(Key(), kPushQueueFull);
+  EXPECT_EQ(Delta(), kPushWaitsForKeyFrame);
+  pool.ResetForLive();
+  EXPECT_EQ(Audio(), kPushWaitsForKeyFrame);
+  EXPECT_EQ(Delta(), kPushWaitsForKeyFrame);
+  EXPECT_EQ(Push(QFT_Audio, true, 0), kPushWaitsForKeyFrame);  // a key frame is a video frame
+  EXPECT_EQ(Key(), kPushQueued);
+  EXPECT_EQ(Audio(), kPushQueued);
+  EXPECT_EQ(Delta(), kPushQueued);
+  pool.CloseAndClear();
+  EXPECT_EQ(pool.GetVideoFrameCount(), 0);
+  EXPECT_EQ(Key(), kPushQueueFull);
+}
+
+TEST_F(FrameBufferPoolTest, ALossLastsUntilTheNextKeyFrame) {
+  pool.ResetForLive();
+  ASSERT_EQ(Key(), kPushQueued);
+  for (int i = 1; i < 199; ++i)
+    ASSERT_EQ(Delta(), kPushQueued);
+  for (int i = 0; i < 300; ++i)
+    ASSERT_EQ(Audio(), kPushQueued);  // sound does not count
+  ASSERT_EQ(Delta(), kPushQueued);
+  EXPECT_TRUE(pool.IsOverFilled());
+  EXPECT_EQ(Audio(), kPushQueueFull);
+  pool.PopFrontFrame(QFT_Video);
+  EXPECT_EQ(Audio(), kPushWaitsForKeyFrame);
+  EXPECT_EQ(Delta(), kPushWaitsForKeyFrame);
+  EXPECT_EQ(pool.GetVideoFrameCount(), 199);
+  EXPECT_EQ(Key(), kPushQueued);
+  EXPECT_EQ(Key(), kPushQueueFull);
+}
+
+TEST_F(FrameBufferPoolTest, OverFilledFromThreeQuartersOn) {
+  pool.ResetForLive();
+  for (int i = 0; i < 150; ++i)
+    ASSERT_EQ(Key(), kPushQueued);
+  EXPECT_FALSE(pool.IsOverFilled());
+  ASSERT_EQ(Key(), kPushQueued);
+  EXPECT_TRUE(pool.IsOverFilled());
+}
+
+TEST_F(FrameBufferPoolTest, ARefusedAllocationLosesOneFrameAndWaits) {
+  pool.ResetForLive();
+  ASSERT_EQ(Key(), kPushQueued);
+  refuse = true;
+  EXPECT_EQ(Delta(), kPushNoMemory);
+  refuse = false;
+  EXPECT_NE(lines.back().find("error: FrameBufferPool.cpp("), std::string::npos);
+  EXPECT_NE(lines.back().find("malloc frame buffer failed"), std::string::npos);
+  EXPECT_EQ(Delta(), kPushWaitsForKeyFrame);
+  EXPECT_EQ(pool.GetVideoFrameCount(), 1);
+  EXPECT_EQ(Key(), kPushQueued);
+}
+
+TEST_F(FrameBufferPoolTest, FramesComeBackInTimestampOrderWithTheirOwnBytes) {
+  pool.ResetForLive();
+  pool.SetAVOffset(200);
+  ASSERT_EQ(Push(QFT_Video, true, 1000, {10, 11}), kPushQueued);
+  ASSERT_EQ(Push(QFT_Audio, false, 1199, {20}), kPushQueued);
+  ASSERT_EQ(Push(QFT_Audio, false, 1200, {}), kPushQueued);
+  FrameRecord frame;
+  ASSERT_TRUE(pool.GetFrontFrame(frame));
+  EXPECT_EQ(frame.ftFrameType, QFT_Audio);
+  EXPECT_EQ(frame.pFrame[0], 20);
+  pool.PopFrontFrame(QFT_Audio);
+  ASSERT_TRUE(pool.GetFrontFrame(frame));  // 1000 + 200 ties with 1200: video first
+  EXPECT_EQ(frame.ftFrameType, QFT_Video);
+  EXPECT_EQ(frame.dwFrameSize, 2u);
+  EXPECT_EQ(frame.pFrame[1], 11);
+  EXPECT_TRUE(frame.bKeyFrame);
+  pool.PopFrontFrame(QFT_Video);
+  pool.PopFrontFrame(QFT_Video);  // empty: left alone
+  ASSERT_TRUE(pool.GetFrontFrame(frame));
+  EXPECT_EQ(frame.dwFrameSize, 0u);
+  pool.PopFrontFrame(2);  // any type but video
+  EXPECT_FALSE(pool.GetFrontFrame(frame));
+}
+
+TEST_F(FrameBufferPoolTest, BufferedTimeSpansBothQueues) {
+  EXPECT_EQ(pool.GetBufferedTime(), 0);
+  pool.ResetForLive();
+  ASSERT_EQ(Key(1000), kPushQueued);
+  EXPECT_EQ(pool.GetBufferedTime(), 0);
+  ASSERT_EQ(Delta(1400), kPushQueued);
+  ASSERT_EQ(Audio(900), kPushQueued);
+  ASSERT_EQ(Audio(1500), kPushQueued);
+  EXPECT_EQ(pool.GetBufferedTime(), 600);
+  pool.ClearFrames();
+  EXPECT_EQ(pool.GetBufferedTime(), 0);
+  EXPECT_EQ(Audio(), kPushWaitsForKeyFrame);
+}
+
+TEST_F(FrameBufferPoolTest, LinesAboutFrames) {
+  pool.ResetForLive();
+  counterMs = 1500;
+  ASSERT_EQ(Key(), kPushQueued);
+  EXPECT_NE(lines.back().find(
+                "decodeid:7 ftFrameType:0 bKeyFrame:1 dwFrameSize:3 keyPeriod:500.0ms lastPeriod:500.0ms "
+                "betweenKeyFrameCnt:1 leftVideoFrameCnt:0\n"),
+            std::string::npos);
+  counterMs = 1540;
+  ASSERT_EQ(Delta(), kPushQueued);
+  counterMs = 1580;
+  ASSERT_EQ(Key(), kPushQueued);
+  EXPECT_NE(
+      lines.back().find("keyPeriod:80.0ms lastPeriod:40.0ms betweenKeyFrameCnt:2 leftVideoFrameCnt:2\n"),
+      std::string::npos);
+  pool.CloseAndClear();
+  ASSERT_EQ(Audio(), kPushWaitsForKeyFrame);
+  EXPECT_NE(lines.back().find(
+                "decodeid:7 ftFrameType:1 bKeyFrame:0 dwFrameSize:3 leftFrameCnt:0 (!frame.bKeyFrame || "
+                "frame.ftFrameType != QFT_Video)\n"),
+            std::string::npos);
+  ASSERT_EQ(Key(), kPushQueueFull);
+  EXPECT_NE(
+      lines.back().find("decodeid:7 ftFrameType:0 bKeyFrame:1 dwFrameSize:3 PushBackFrame Lost frame\n"),
+      std::string::npos);
+}
