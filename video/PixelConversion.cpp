@@ -263,7 +263,7 @@ void NV12Copy(const uint8_t* source, int32_t sourceStride, uint8_t* target, int3
 void NV12ToPlanar(const uint8_t* source, int32_t sourceStride, uint8_t* luma, uint8_t* cb, uint8_t* cr,
                   int32_t pitch, int32_t width, int32_t height) {
   CopyRows(luma, pitch, source, sourceStride, width, height);
-  if (width < 2) return;
+  if (width < 2 || height < 2) return;
   const PixelKernels& kernels = ActivePixelKernels();
   const uint8_t* pairs = Row(source, height, sourceStride);
   for (int32_t row = 0; row < height / 2; row++) {

@@ -8,15 +8,22 @@ namespace {
 std::atomic<const PixelKernels*> g_activeKernels{nullptr};
 
 const PixelKernels* WidestKernels() {
-  for (PixelInstructionSet set : {PixelInstructionSet::Avx2, PixelInstructionSet::Sse2}) {
-    if (const PixelKernels* kernels = PixelKernelsFor(set)) return kernels;
-  }
-  return &kPlainPixelKernels;
+  const PixelKernels* kernels = PixelKernelsFor(PixelInstructionSet::Avx2);
+  if (kernels == nullptr) kernels = PixelKernelsFor(PixelInstructionSet::Sse2);
+  return kernels != nullptr ? kernels : &kPlainPixelKernels;
 }
 
 }  // namespace
 
 const PixelKernels* PixelKernelsFor(PixelInstructionSet instructionSet) {
+#if defined(__x86_64__) || defined(__i386__)
+  __builtin_cpu_init();
+  // The builtin also asks whether the operating system saves the wide registers.
+  if (instructionSet == PixelInstructionSet::Avx2 && __builtin_cpu_supports("avx2"))
+    return &kAvx2PixelKernels;
+  if (instructionSet == PixelInstructionSet::Sse2 && __builtin_cpu_supports("sse2"))
+    return &kSse2PixelKernels;
+#endif
   return instructionSet == PixelInstructionSet::Plain ? &kPlainPixelKernels : nullptr;
 }
 

@@ -4,8 +4,7 @@
 
 #include <cstdint>
 
-// Two picture rows and the chroma row that they share. For a last row without a partner both rows are the
-// same one.
+// Two picture rows and the chroma row that they share. Both are the same row where a last one has no partner.
 struct PixelRowPair {
   uint8_t* target[2];
   const uint8_t* luma[2];
@@ -13,8 +12,7 @@ struct PixelRowPair {
   const uint8_t* cr;
 };
 
-// All tables give the same bytes. The functions read and write exactly the pixels they are told to, at any
-// alignment.
+// All tables give the same bytes. The functions touch exactly the pixels they are told to, at any alignment.
 struct PixelKernels {
   const char* szName;
   // `pixels` is even; pixels / 2 chroma samples are read.
@@ -28,6 +26,10 @@ struct PixelKernels {
 };
 
 extern const PixelKernels kPlainPixelKernels;  // the reference; any CPU
+#if defined(__x86_64__) || defined(__i386__)
+extern const PixelKernels kSse2PixelKernels;
+extern const PixelKernels kAvx2PixelKernels;
+#endif
 
 // Ordered from plain to widest.
 enum class PixelInstructionSet { Plain, Sse2, Avx2 };
@@ -40,6 +42,9 @@ const PixelKernels* PixelKernelsFor(PixelInstructionSet instructionSet);
 // finishes on the table it began with.
 const PixelKernels& ActivePixelKernels();
 void UsePixelKernels(const PixelKernels& kernels);
+
+// What remains of the rows from pixel `x` (even) on: the end that a wide kernel leaves to a narrower one.
+PixelRowPair RowsFrom(const PixelRowPair& rows, int32_t x, int32_t targetBytesPerPixel);
 
 // One 32-bit pixel, for the columns and rows that the row functions cannot serve.
 void PixelToRGB32(uint8_t* target, int32_t luma, int32_t cb, int32_t cr);

@@ -44,6 +44,14 @@ void Split(uint8_t* first, uint8_t* second, const uint8_t* source, int32_t pairs
 
 }  // namespace
 
+PixelRowPair RowsFrom(const PixelRowPair& rows, int32_t x, int32_t targetBytesPerPixel) {
+  const intptr_t offset = static_cast<intptr_t>(x) * targetBytesPerPixel;
+  return {{rows.target[0] + offset, rows.target[1] + offset},
+          {rows.luma[0] + x, rows.luma[1] + x},
+          rows.cb + x / 2,
+          rows.cr + x / 2};
+}
+
 // ITU-R BT.601 limited range (1.164, 2.018, 0.391, 0.813, 1.596) times 64, truncated.
 void PixelToRGB32(uint8_t* target, int32_t luma, int32_t cb, int32_t cr) {
   const int32_t y = 74 * (luma - 16);
