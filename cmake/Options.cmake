@@ -16,6 +16,13 @@ if(NOT CMAKE_BUILD_TYPE)
   set(CMAKE_BUILD_TYPE RelWithDebInfo)
 endif()
 
+# A compiler cache where there is one; a launcher that was asked for stays.
+find_program(QX_CCACHE ccache)
+if(QX_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
+  set(CMAKE_C_COMPILER_LAUNCHER ${QX_CCACHE})
+  set(CMAKE_CXX_COMPILER_LAUNCHER ${QX_CCACHE})
+endif()
+
 option(QX_TESTS "Build the tests" ON)
 option(QX_BENCH "Build the benchmarks" ON)
 option(QX_FUZZ "Build the libFuzzer targets (Clang only)" OFF)
@@ -23,7 +30,8 @@ set(QX_SANITIZE "" CACHE STRING "Sanitizers, as -fsanitize= takes them: address,
 
 add_library(qx_options INTERFACE)
 target_include_directories(qx_options INTERFACE ${PROJECT_SOURCE_DIR})
-target_compile_options(qx_options INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Wformat=2 -Werror)
+target_compile_options(qx_options INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wformat=2 -Werror
+                       $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor>)
 if(CMAKE_CXX_COMPILER_ID MATCHES Clang)
   target_compile_options(qx_options INTERFACE -Wthread-safety -Wthread-safety-beta)
 endif()
