@@ -16,10 +16,11 @@ namespace {
 constexpr int kMaxSide = 10000;
 // Inputs are rounded up to this many bytes so that a growing frame seldom means a new buffer.
 constexpr size_t kInputGranule = 64 * 1024;
-// Added to the severity of every message of a context: whatever a damaged stream provokes stays off the
-// host's stderr, while the host's own use of libavcodec, whose log level is one for the process, keeps its
-// messages.
-constexpr int kSilence = 1000;
+// Added to the level of every message of a context, which takes it out of reach of any log level: what a
+// damaged stream provokes stays off the host's stderr, and the log level, which is one for the process, stays
+// the host's own. The level's higher bytes carry other marks, so the sum must fit into one.
+constexpr int kSilence = 128;
+static_assert(AV_LOG_TRACE + kSilence < 256);
 
 int GetBuffer(AVCodecContext* context, AVFrame* frame, int flags) {
   if (frame->width > kMaxSide || frame->height > kMaxSide) return AVERROR(EINVAL);
