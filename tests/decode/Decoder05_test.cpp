@@ -4,13 +4,12 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <mutex>
 #include <string>
 #include <vector>
 
 #include "decode/Decoder05.h"
-#include "platform/posix/KernelSeam.h"
 #include "tests/support/ScriptedCodec05.h"
+#include "tests/support/TestSeam.h"
 #include "video/PixelConversion.h"
 
 namespace {
@@ -20,25 +19,13 @@ using scripted05::TheCalls;
 using scripted05::TheScript;
 using testing::HasSubstr;
 
-// Collects the log's lines.
-class LogLines : public platform::KernelSeam {
- public:
-  LogLines() { m_pBefore = platform::SetKernelSeam(this); }
-  ~LogLines() override { platform::SetKernelSeam(m_pBefore); }
-  void DebugText(const char* text) override {
-    const std::lock_guard<std::mutex> guard(m_Mutex);
-    m_Text += text;
-  }
-  std::string Text() {
-    const std::lock_guard<std::mutex> guard(m_Mutex);
-    return m_Text;
-  }
-
- private:
-  platform::KernelSeam* m_pBefore = nullptr;
-  std::mutex m_Mutex;
-  std::string m_Text;
-};
+// Everything that was logged since the last call, as one text.
+std::string TakeLog(TestSeam& seam) {
+  std::string all;
+  for (const std::string& line : seam.TakeText())
+    all += line;
+  return all;
+}
 
 // Both decoders share their behaviour; the parameter is the codec.
 class Decoder05Test : public testing::TestWithParam<CodecId> {
@@ -151,29 +138,30 @@ TEST_P(Decoder05Test, CountsFramesWithoutPictureAndForgetsTheLastOne) {
 
 TEST_P(Decoder05Test, ARefusedFrameFailsQuietlyAndKeepsTheLastPicture) {
   ASSERT_TRUE(Decode());
-  LogLines log;
+  TestSeam seam;
   for (const int32_t result : {0, -1}) {
     TheScript().decode = [result](scripted05::Decoder&, const QXD05_Input&) { return result; };
     EXPECT_FALSE(Decode());
     EXPECT_FALSE(m_Picture.bHasImage);
   }
-  EXPECT_EQ(log.Text(), "");
+  EXPECT_EQ(TakeLog(seam), "");
   EXPECT_EQ(Opens(), 1);
   std::vector<uint8_t> rgb(64 * 48 * 4);
   EXPECT_TRUE(m_pDecoder->GetImageRGB32(rgb.data(), static_cast<uint32_t>(rgb.size())));
 }
 
 TEST_P(Decoder05Test, ACrashWhileDecodingIsLoggedAndTheLibraryReopened) {
-  LogLines log;
+  TestSeam seam;
   TheScript().decode = [](scripted05::Decoder&, const QXD05_Input&) {
     scripted05::Crash();
     return 1;
   };
   EXPECT_FALSE(Decode());
   EXPECT_FALSE(m_Picture.bHasImage);
-  EXPECT_THAT(log.Text(), HasSubstr(" error: Decoder.cpp("));
-  EXPECT_THAT(log.Text(), HasSubstr(Ex() ? "): QXD05_DecodeOneFrameEx crash,decodeid:12\n"
-                                         : "): QXD05_DecodeOneFrame crash,decodeid:12\n"));
+  const std::string log = TakeLog(seam);
+  EXPECT_THAT(log, HasSubstr(" error: Decoder.cpp("));
+  EXPECT_THAT(log, HasSubstr(Ex() ? "): QXD05_DecodeOneFrameEx crash,decodeid:12\n"
+                                  : "): QXD05_DecodeOneFrame crash,decodeid:12\n"));
   EXPECT_EQ(Closes(), 1);
   EXPECT_EQ(Opens(), 2);
 
@@ -225,7 +213,7 @@ TEST_P(Decoder05Test, TheFactoryAnswersNullWhenTheLibraryRefusesOrCrashes) {
 
 // A library that claims a picture of 2^32 bytes and more: no memory for it, and nothing of it is read.
 TEST_P(Decoder05Test, APictureThatFindsNoMemoryHasNullPlanes) {
-  LogLines log;
+  TestSeam seam;
   TheScript().decode = [](scripted05::Decoder& decoder, const QXD05_Input&) {
     decoder.picture = {64, 0x80000000, 0xFFFFFFFF, 0xFFFFFFFF, 0xFFFFFFFF, nullptr, nullptr, nullptr, 1};
     return 1;
@@ -235,13 +223,12 @@ TEST_P(Decoder05Test, APictureThatFindsNoMemoryHasNullPlanes) {
   for (const uint8_t* plane : m_Picture.pPlane)
     EXPECT_EQ(plane, nullptr);
   const std::string name = Ex() ? "H265Decoder" : "H264Decoder";
-  EXPECT_THAT(log.Text(),
-              HasSubstr("decodeid:12 " + name + "::DecodeFrameVideo \xBB\xBA\xB4\xE6\xB4\xF3\xD0\xA1:"));
-  EXPECT_THAT(log.Text(), HasSubstr(" realloc\xCA\xA7\xB0\xDC error:"));
+  const std::string log = TakeLog(seam);
+  EXPECT_THAT(log, HasSubstr("decodeid:12 " + name + "::DecodeFrameVideo \xBB\xBA\xB4\xE6\xB4\xF3\xD0\xA1:"));
+  EXPECT_THAT(log, HasSubstr(" realloc\xCA\xA7\xB0\xDC error:"));
 
-  const std::string once = log.Text();
   EXPECT_TRUE(Decode());
-  EXPECT_EQ(log.Text(), once);  // the same size again is not tried again
+  EXPECT_EQ(TakeLog(seam), "");  // the same size again is not tried again
   TheScript().decode = nullptr;
   EXPECT_TRUE(Decode());
   EXPECT_NE(m_Picture.pPlane[0], nullptr);
