@@ -9,15 +9,22 @@ constexpr GUID IID_IDirectDraw7 = {0x15e65ec0, 0x3b9c, 0x11d2, {0xb9, 0x2f, 0x00
 
 constexpr HRESULT DD_OK = 0;
 constexpr HRESULT DirectDrawError(uint32_t code) { return static_cast<HRESULT>(0x88760000u | code); }
+constexpr HRESULT DDERR_UNSUPPORTED = static_cast<HRESULT>(0x80004001u);
 constexpr HRESULT DDERR_GENERIC = static_cast<HRESULT>(0x80004005u);
 constexpr HRESULT DDERR_OUTOFMEMORY = static_cast<HRESULT>(0x8007000Eu);
 constexpr HRESULT DDERR_INVALIDPARAMS = static_cast<HRESULT>(0x80070057u);
+constexpr HRESULT DDERR_INVALIDCAPS = DirectDrawError(100);
+constexpr HRESULT DDERR_INVALIDOBJECT = DirectDrawError(130);
 constexpr HRESULT DDERR_INVALIDPIXELFORMAT = DirectDrawError(145);
 constexpr HRESULT DDERR_INVALIDRECT = DirectDrawError(150);
 constexpr HRESULT DDERR_SURFACEBUSY = DirectDrawError(430);
+constexpr HRESULT DDERR_CANTLOCKSURFACE = DirectDrawError(435);
 constexpr HRESULT DDERR_SURFACELOST = DirectDrawError(450);
-constexpr HRESULT DDERR_NOTLOCKED = DirectDrawError(584);
+constexpr HRESULT DDERR_WASSTILLDRAWING = DirectDrawError(540);
 constexpr HRESULT DDERR_INVALIDDIRECTDRAWGUID = DirectDrawError(561);
+constexpr HRESULT DDERR_NODIRECTDRAWHW = DirectDrawError(563);
+constexpr HRESULT DDERR_NOCLIPPERATTACHED = DirectDrawError(568);
+constexpr HRESULT DDERR_NOTLOCKED = DirectDrawError(584);
 
 constexpr DWORD DDENUM_ATTACHEDSECONDARYDEVICES = 1;
 constexpr DWORD DDSCL_NORMAL = 8;
