@@ -1,11 +1,15 @@
 // Sound cards and sound servers through ALSA.
 #include "platform/posix/AlsaSound.h"
 
+#include <cstdarg>
+// Declares one function without C linkage in some versions; the full header takes over what is declared here.
+extern "C" {
+#include <alsa/error.h>
+}
 #include <alsa/asoundlib.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdarg>
 #include <cstdio>
 #include <cstring>
 #include <new>
