@@ -36,7 +36,7 @@ sanitize:
 
 fuzz:
 	scripts/install-deps check
-	$(call build,fuzz,build-fuzz)
+	$(call build,fuzz,build-fuzz) --target fuzzers
 	scripts/fuzz build-fuzz $(FUZZ_SECONDS)
 
 windows:
