@@ -426,7 +426,8 @@ QXSP_API int32_t QXSP_CALL QXSP_WriteToStreamOneFrame(uint32_t nPlayerID, const 
 // The bytes tell what the frame is. H.264, H.265: one access unit with start codes, at most after an 8-byte
 // prefix that begins "QXS". One that begins 00 00 00 01 is video, and a key frame when its first unit is a
 // parameter set (H.264: SPS, H.265: VPS or SPS); so send key frames with their parameter sets in front.
-// Anything else is sound. Older codec: an 8-byte frame head names kind and length.
+// Anything else is sound. Older codec: an 8-byte frame head names kind and length; when that length is
+// dwSize, dwSize is taken to leave out the head, and dwSize + 8 bytes are read.
 //
 // The timestamp is a signed 64-bit number of ms on the stream's own time line, handed over in two halves. A
 // negative one means none: video then counts on at the header's frame rate, sound takes the newest video
