@@ -190,10 +190,11 @@ void AudioViewer::Feed() {
 void AudioViewer::Play() {
   if (m_bPlaying) return;
   m_pSoundBuffer->SetCurrentPosition(0);
-  // Taken as playing also when the device refuses: the buffer then seems starved or overfull, and the rewind
-  // that follows tries again.
-  m_pSoundBuffer->Play(0, 0, DSBPLAY_LOOPING);
-  m_bPlaying = true;
+  m_bPlaying = m_pSoundBuffer->Play(0, 0, DSBPLAY_LOOPING) == DS_OK;
+  if (m_bPlaying) return;
+  // Nothing would consume the buffer, and a full one is never started: fill it anew, and try again then.
+  m_pSoundBuffer->Restore();
+  m_nWritePosition = 0;
 }
 
 // Copies staged bytes to the write position of the device buffer; returns how many it took, 0 when the buffer
