@@ -1,0 +1,93 @@
+// When frames are due, on a clock that the test moves, and what is counted of them.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tools/qxplay/LivePacer.h"
+#include "tools/qxplay/PresentationStats.h"
+#include "tools/qxplay/Progress.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+using testing::DoubleEq;
+using testing::ElementsAre;
+using Time = LivePacer::Time;
+
+constexpr Time kStart{1000s};
+
+TEST(LivePacer, KeepsTheDistancesOfTheTimestamps) {
+  LivePacer pacer;
+  EXPECT_EQ(pacer.DueTime(500, kStart), kStart);  // the first is due at once, whatever its timestamp
+  EXPECT_EQ(pacer.DueTime(540, kStart + 1ms), kStart + 40ms);
+  // Lateness does not shift what follows.
+  EXPECT_EQ(pacer.DueTime(580, kStart + 300ms), kStart + 80ms);
+  EXPECT_EQ(pacer.DueTime(1540, kStart + 301ms), kStart + 1040ms);
+}
+
+TEST(LivePacer, SendsNoBurstAfterAStall) {
+  LivePacer pacer;
+  pacer.DueTime(0, kStart);
+  EXPECT_EQ(pacer.DueTime(40, kStart + 540ms), kStart + 40ms);
+  EXPECT_EQ(pacer.DueTime(80, kStart + 581ms), kStart + 581ms);
+  EXPECT_EQ(pacer.DueTime(120, kStart + 582ms), kStart + 621ms);
+}
+
+TEST(PresentationStats, MatchesPicturesToFrames) {
+  PresentationStats stats;
+  stats.OnPushing(kStart);
+  stats.OnPushing(kStart + 40ms);
+  stats.OnPresented(kStart + 45ms);
+  stats.OnPushing(kStart + 80ms);
+  stats.OnRefused();
+  stats.OnPresented(kStart + 50ms);
+  EXPECT_THAT(stats.TakeLatencies(), ElementsAre(DoubleEq(45), DoubleEq(10)));
+  EXPECT_TRUE(stats.TakeLatencies().empty());
+  const auto totals = stats.GetTotals();
+  EXPECT_EQ(totals.pushed, 2u);
+  EXPECT_EQ(totals.refused, 1u);
+  EXPECT_EQ(totals.presented, 2u);
+  EXPECT_EQ(totals.queued, 0u);
+  EXPECT_EQ(totals.lastPresented, kStart + 50ms);
+}
+
+TEST(PresentationStats, RedrawnPicturesAreNotCounted) {
+  PresentationStats stats;
+  stats.OnRedraw();  // nothing to redraw yet
+  stats.OnPushing(kStart);
+  stats.OnPresented(kStart + 1ms);
+  stats.OnRedraw();
+  stats.OnRedraw();
+  stats.OnPresented(kStart + 2ms);
+  EXPECT_EQ(stats.GetTotals().presented, 1u);
+  stats.OnPushing(kStart + 40ms);
+  stats.OnPresented(kStart + 41ms);
+  EXPECT_EQ(stats.GetTotals().presented, 2u);
+}
+
+TEST(PresentationStats, ForgetsFramesThatCannotBeQueuedAnyMore) {
+  PresentationStats stats;
+  for (int i = 0; i < 1000; ++i)
+    stats.OnPushing(kStart + i * 1ms);
+  EXPECT_EQ(stats.GetTotals().queued, 200u);
+  stats.OnPresented(kStart + 1000ms);
+  EXPECT_THAT(stats.TakeLatencies(), ElementsAre(DoubleEq(200)));
+}
+
+TEST(Progress, TellsRateQueueAndLatency) {
+  Progress progress{.elapsedSeconds = 65.2,
+                    .spanSeconds = 2,
+                    .players = 4,
+                    .presentedInSpan = 201,
+                    .pushed = 900,
+                    .presented = 897,
+                    .refused = 2,
+                    .queued = 3,
+                    .latenciesMs = {9, 1, 2.26}};
+  EXPECT_EQ(ProgressLine(progress),
+            "01:05  100.5 fps in 4 streams  pushed 900  presented 897  queue 3  refused 2  latency 2.3 ms "
+            "(max 9.0)");
+  EXPECT_EQ(ProgressTitle(progress), "100.5 fps, queue 3, latency 2.3 ms");
+  EXPECT_EQ(ProgressLine({}), "00:00  0.0 fps  pushed 0  presented 0  queue 0  latency -");
+}
+
+}  // namespace

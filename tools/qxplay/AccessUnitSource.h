@@ -1,0 +1,74 @@
+// Reads the video access units of a file or a network stream, through libavformat, as live input takes them.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "tools/qxplay/AccessUnitFormatter.h"
+#include "tools/qxplay/Options.h"
+
+struct StreamInfo {
+  VideoCodec codec = VideoCodec::kH264;
+  int width = 0;   // pixels, 1 to 10000
+  int height = 0;  // pixels, 1 to 10000
+  FrameRate frameRate;
+  bool paced = false;      // arrives at its own pace: a network camera
+  int64_t durationMs = 0;  // 0: unknown
+};
+
+struct AccessUnit {
+  std::span<const uint8_t> bytes;  // valid until the next call
+  int64_t timestampMs = 0;  // decoding time; the first is 0, and it never decreases, not over Restart either
+  bool key = false;
+};
+
+// No locks; one thread. Reads block, but for no longer than the timeout, or until `isCancelled` (called while
+// waiting; any thread's flag) is true.
+class AccessUnitSource {
+ public:
+  AccessUnitSource(std::string address, int timeoutSeconds, std::optional<FrameRate> frameRate,
+                   std::function<bool()> isCancelled);
+  ~AccessUnitSource();
+
+  // False: Error says why.
+  bool Open();
+  // The next access unit; none at the end of the source, after a failure (then Error says what it was) or
+  // when cancelled.
+  std::optional<AccessUnit> Next();
+  // Begins again; the time line goes on.
+  bool Restart();
+
+  const StreamInfo& Info() const { return m_Info; }
+  // A sentence that begins with the address; empty when nothing failed.
+  const std::string& Error() const { return m_strError; }
+
+ private:
+  struct Av;  // what libavformat and libavcodec hold
+
+  bool OpenInput();
+  bool OpenVideo();
+  bool OpenFilter();
+  bool ReadPacket();
+  bool Fail(const std::string& what, int averror = 0);
+  int64_t TimestampOf(std::optional<int64_t> decodingTimeMs);
+
+  const std::string m_strAddress;
+  const int m_nTimeoutSeconds;
+  const std::optional<FrameRate> m_FrameRate;  // the user's
+  const std::function<bool()> m_IsCancelled;
+  std::unique_ptr<Av> m_Av;
+  std::unique_ptr<AccessUnitFormatter> m_Formatter;
+  StreamInfo m_Info;
+  std::vector<uint8_t> m_Unit;
+  std::string m_strError;
+
+  int64_t m_llUnits = 0;  // delivered since Open
+  int64_t m_llLast = 0;   // timestamp of the newest unit, ms
+  std::optional<int64_t>
+      m_llShift;  // from the container's time line to ours, ms; none until a unit after (re)opening
+};

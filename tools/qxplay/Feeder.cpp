@@ -1,0 +1,97 @@
+#include "tools/qxplay/Feeder.h"
+
+#include "tools/qxplay/LivePacer.h"
+
+using Clock = std::chrono::steady_clock;
+
+Feeder::Feeder(const std::string& address, const Options& options, std::vector<StreamPlayer*> players,
+               Console& console, std::function<void()> onEnd)
+    : m_strAddress(address),
+      m_bLoop(options.loop),
+      m_Players(std::move(players)),
+      m_Console(console),
+      m_OnEnd(std::move(onEnd)),
+      m_Source(address, options.timeoutSeconds, options.frameRate, [this] { return m_bStop.load(); }) {}
+
+Feeder::~Feeder() {
+  Stop();
+}
+
+void Feeder::Start() {
+  m_Thread = std::jthread([this] {
+    Run();
+    m_bEnded = true;
+    m_OnEnd();
+  });
+}
+
+void Feeder::Stop() {
+  {
+    const MutexLock lock(m_Mutex);
+    m_bStop = true;
+  }
+  m_Stopped.notify_all();
+  if (m_Thread.joinable()) m_Thread.join();
+}
+
+void Feeder::Run() {
+  if (!m_Source.Open()) {
+    Fail(m_Source.Error());
+    return;
+  }
+  if (!OpenPlayers()) return;
+  while (FeedOnce() && m_bLoop && !m_bStop) {
+    const StreamInfo before = m_Source.Info();
+    while (!m_Source.Restart()) {
+      // A network camera comes back, a file does not.
+      if (m_bStop) return;
+      Fail(m_Source.Error());
+      constexpr std::chrono::seconds kRetry{2};
+      if (!before.paced || !WaitUntil(Clock::now() + kRetry)) return;
+    }
+    if (m_Source.Info().codec != before.codec && !OpenPlayers()) return;
+  }
+}
+
+bool Feeder::OpenPlayers() {
+  for (StreamPlayer* player : m_Players) {
+    if (!player->Open(m_Source.Info()))
+      return Fail(m_strAddress + ": the player library cannot play this stream");
+  }
+  return true;
+}
+
+// From where the source stands to its end. False when it is not worth another round.
+bool Feeder::FeedOnce() {
+  LivePacer pacer;
+  bool delivered = false;
+  while (const auto unit = m_Source.Next()) {
+    delivered = true;
+    if (!m_Source.Info().paced && !WaitUntil(pacer.DueTime(unit->timestampMs, Clock::now()))) return false;
+    for (StreamPlayer* player : m_Players)
+      player->Push(*unit);
+  }
+  if (m_bStop) return false;
+  if (!m_Source.Error().empty()) {
+    Fail(m_Source.Error());
+  } else if (!delivered) {
+    Fail(m_strAddress + ": has no frames");
+  }
+  return delivered || m_Source.Info().paced;
+}
+
+// False when the feeder is to stop.
+bool Feeder::WaitUntil(Clock::time_point time) {
+  const MutexLock lock(m_Mutex);
+  while (!m_bStop) {
+    if (Clock::now() >= time) return true;
+    m_Stopped.wait_until(m_Mutex, time);
+  }
+  return false;
+}
+
+bool Feeder::Fail(const std::string& text) {
+  m_bFailed = true;
+  m_Console.Complain(text);
+  return false;
+}

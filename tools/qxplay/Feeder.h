@@ -1,0 +1,57 @@
+// Plays the camera: reads one source on a thread of its own and pushes its frames, at a camera's pace, into
+// one or more players.
+#pragma once
+
+#include <atomic>
+#include <condition_variable>
+#include <functional>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "tools/qxplay/AccessUnitSource.h"
+#include "tools/qxplay/Console.h"
+#include "tools/qxplay/Mutex.h"
+#include "tools/qxplay/Options.h"
+#include "tools/qxplay/StreamPlayer.h"
+
+// Options, players and console outlive it.
+class Feeder {
+ public:
+  // onEnd: called on the feeder's thread when the source has ended or failed.
+  Feeder(const std::string& address, const Options& options, std::vector<StreamPlayer*> players,
+         Console& console, std::function<void()> onEnd);
+  ~Feeder();
+  Feeder(const Feeder&) = delete;
+  Feeder& operator=(const Feeder&) = delete;
+
+  void Start();
+  // Waits for the thread to end.
+  void Stop();
+
+  bool HasEnded() const { return m_bEnded; }
+  // The source could not be opened or read, or the library refused its stream; the console has told why.
+  bool HasFailed() const { return m_bFailed; }
+
+ private:
+  void Run();
+  bool OpenPlayers();
+  bool FeedOnce();
+  bool WaitUntil(std::chrono::steady_clock::time_point time);
+  bool Fail(const std::string& text);
+
+  const std::string m_strAddress;
+  const bool m_bLoop;
+  const std::vector<StreamPlayer*> m_Players;
+  Console& m_Console;
+  const std::function<void()> m_OnEnd;
+  std::atomic<bool> m_bStop = false;
+  std::atomic<bool> m_bEnded = false;
+  std::atomic<bool> m_bFailed = false;
+  // The thread's own.
+  AccessUnitSource m_Source;
+  // Wakes the thread while it waits for a frame's time.
+  Mutex m_Mutex;
+  std::condition_variable_any m_Stopped;
+  std::jthread m_Thread;
+};

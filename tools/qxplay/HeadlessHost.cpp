@@ -1,0 +1,23 @@
+#include "tools/qxplay/HeadlessHost.h"
+
+HostEvents HeadlessHost::Wait(std::chrono::milliseconds timeout) {
+  const auto end = std::chrono::steady_clock::now() + timeout;
+  const MutexLock lock(m_Mutex);
+  while (!m_bWoken && !m_bQuit) {
+    if (m_Changed.wait_until(m_Mutex, end) == std::cv_status::timeout) break;
+  }
+  m_bWoken = false;
+  return {.quit = m_bQuit};
+}
+
+void HeadlessHost::Wake() {
+  const MutexLock lock(m_Mutex);
+  m_bWoken = true;
+  m_Changed.notify_all();
+}
+
+void HeadlessHost::RequestQuit() {
+  const MutexLock lock(m_Mutex);
+  m_bQuit = true;
+  m_Changed.notify_all();
+}

@@ -1,0 +1,26 @@
+// Stands for a window where there is no display: a place on the library's headless screen.
+#pragma once
+
+#include <condition_variable>
+
+#include "tools/qxplay/Host.h"
+#include "tools/qxplay/Mutex.h"
+
+class HeadlessHost : public Host {
+ public:
+  explicit HeadlessHost(const Area& area) : m_Area(area) {}
+
+  void* Window() const override { return const_cast<HeadlessHost*>(this); }  // any non-null value does
+  Area DesktopArea() const override { return m_Area; }
+  HostEvents Wait(std::chrono::milliseconds timeout) override;
+  void SetTitle(const std::string&) override {}
+  void Wake() override;
+  void RequestQuit() override;
+
+ private:
+  const Area m_Area;
+  Mutex m_Mutex;
+  std::condition_variable_any m_Changed;
+  bool m_bWoken GUARDED_BY(m_Mutex) = false;
+  bool m_bQuit GUARDED_BY(m_Mutex) = false;
+};

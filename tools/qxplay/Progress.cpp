@@ -1,0 +1,49 @@
+#include "tools/qxplay/Progress.h"
+
+#include <algorithm>
+#include <cstdarg>
+#include <cstddef>
+#include <cstdio>
+
+namespace {
+
+[[gnu::format(printf, 1, 2)]] std::string Print(const char* format, ...) {
+  char text[128];
+  va_list arguments;
+  va_start(arguments, format);
+  vsnprintf(text, sizeof(text), format, arguments);
+  va_end(arguments);
+  return text;
+}
+
+double FramesPerSecond(const Progress& progress) {
+  return progress.spanSeconds > 0 ? static_cast<double>(progress.presentedInSpan) / progress.spanSeconds : 0;
+}
+
+// The lower middle of an even count.
+double Median(std::vector<double>& values) {
+  const auto middle = values.begin() + static_cast<ptrdiff_t>((values.size() - 1) / 2);
+  std::nth_element(values.begin(), middle, values.end());
+  return *middle;
+}
+
+}  // namespace
+
+std::string ProgressLine(Progress progress) {
+  const int seconds = static_cast<int>(progress.elapsedSeconds);
+  std::string line = Print("%02d:%02d  %.1f fps", seconds / 60, seconds % 60, FramesPerSecond(progress));
+  if (progress.players > 1) line += Print(" in %d streams", progress.players);
+  line += Print("  pushed %llu  presented %llu  queue %zu", static_cast<unsigned long long>(progress.pushed),
+                static_cast<unsigned long long>(progress.presented), progress.queued);
+  if (progress.refused > 0)
+    line += Print("  refused %llu", static_cast<unsigned long long>(progress.refused));
+  if (progress.latenciesMs.empty()) return line + "  latency -";
+  const double highest = *std::ranges::max_element(progress.latenciesMs);
+  return line + Print("  latency %.1f ms (max %.1f)", Median(progress.latenciesMs), highest);
+}
+
+std::string ProgressTitle(Progress progress) {
+  std::string title = Print("%.1f fps, queue %zu", FramesPerSecond(progress), progress.queued);
+  if (!progress.latenciesMs.empty()) title += Print(", latency %.1f ms", Median(progress.latenciesMs));
+  return title;
+}

@@ -1,0 +1,42 @@
+// The window on an X11 display, with its keys: q and Esc end, f switches to full screen and back, r redraws.
+// SDL makes the window and reads the keys; it draws nothing, the pictures come from the player library.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "tools/qxplay/Host.h"
+
+struct SDL_Window;
+union SDL_Event;
+
+// One at a time: it owns SDL's video part. Made, used and destroyed on the main thread, but for what Host
+// gives to any thread.
+class WindowHost : public Host {
+ public:
+  // Null, with the reason, when there is no X11 display. A window larger than the screen is made to fit.
+  static std::unique_ptr<WindowHost> Create(int width, int height, std::string& error);
+  ~WindowHost() override;
+
+  void* Window() const override;
+  Area DesktopArea() const override;
+  HostEvents Wait(std::chrono::milliseconds timeout) override;
+  void SetTitle(const std::string& title) override;
+  void Wake() override;
+  void RequestQuit() override;
+
+ private:
+  WindowHost() = default;
+  bool MakeWindow(int width, int height);
+  void Take(const SDL_Event& event, HostEvents& events);
+  void TakeKey(int key, HostEvents& events);
+  void Clear();
+
+  SDL_Window* m_pWindow = nullptr;
+  struct _XDisplay* m_pDisplay = nullptr;  // SDL's connection
+  unsigned long m_nWindow = 0;             // X11 identifier
+  uint32_t m_nWakeEvent = 0;
+  std::atomic<bool> m_bQuit = false;
+};
