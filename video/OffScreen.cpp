@@ -8,16 +8,20 @@
 
 namespace {
 
-// Asks for no place in memory: DirectDraw chooses. `format` must be one that surfaces have.
+// Asks for no place in memory: DirectDraw chooses. `format` must be one that surfaces have. The record says
+// how the surface is laid out before there is one, so that the two agree even when a crash inside the display
+// ends the call.
 HRESULT CreateSurface(IDirectDraw7& display, uint32_t format, int32_t width, int32_t height,
-                      Owned<IDirectDrawSurface7>& surface) {
+                      OffScreen& record) {
   DDSURFACEDESC2 desc = EmptySurfaceDesc();
   desc.dwFlags = DDSD_CAPS | DDSD_WIDTH | DDSD_HEIGHT | DDSD_PIXELFORMAT;
   desc.ddsCaps.dwCaps = DDSCAPS_OFFSCREENPLAIN;
   desc.dwWidth = static_cast<DWORD>(width);
   desc.dwHeight = static_cast<DWORD>(height);
   DescribePixelFormat(format, desc.ddpfPixelFormat);
-  return display.CreateSurface(&desc, surface.Receive(), nullptr);
+  IDirectDrawSurface7** const created = record.lpDDSOffscreen.Receive();
+  record.nSurfaceFormat = format;
+  return display.CreateSurface(&desc, created, nullptr);
 }
 
 // The two tries differ in a word of the text and in the line number.
@@ -50,10 +54,9 @@ bool OffScreen::_CreateOffScreen(int32_t screenIndex, uint32_t format, int32_t w
 
   DDPIXELFORMAT unused;
   if (DescribePixelFormat(format, unused)) {
-    const HRESULT code = CreateSurface(*display, format, width, height, lpDDSOffscreen);
+    const HRESULT code = CreateSurface(*display, format, width, height, *this);
     if (SUCCEEDED(code)) {
       LogPlacement(*lpDDSOffscreen.Get(), "first", kLineFirstTryPlacement, decodeid, screenIndex, format);
-      nSurfaceFormat = format;
       return true;
     }
     const auto lastError = static_cast<int>(GetLastError());
@@ -65,10 +68,9 @@ bool OffScreen::_CreateOffScreen(int32_t screenIndex, uint32_t format, int32_t w
   }
 
   for (const uint32_t fallback : {QPF_YV12, QPF_YUYV, QPF_XRGB}) {
-    const HRESULT code = CreateSurface(*display, fallback, width, height, lpDDSOffscreen);
+    const HRESULT code = CreateSurface(*display, fallback, width, height, *this);
     if (SUCCEEDED(code)) {
       LogPlacement(*lpDDSOffscreen.Get(), "second", kLineSecondTryPlacement, decodeid, screenIndex, fallback);
-      nSurfaceFormat = fallback;
       return true;
     }
     const auto lastError = static_cast<int>(GetLastError());
