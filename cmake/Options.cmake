@@ -46,4 +46,6 @@ if(WIN32)
 else()
   find_package(Threads REQUIRED)
   target_link_libraries(qx_options INTERFACE Threads::Threads)
+  # A codec library may stand on the command line in front of the archive that calls it: do not drop it there.
+  target_link_options(qx_options INTERFACE -Wl,--no-as-needed)
 endif()

@@ -1,33 +1,19 @@
 // The live queue: what it accepts, in which order it gives frames back, and what it says about them.
 #include "pacing/FrameBufferPool.h"
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
-#include <cstdlib>
 #include <string>
 #include <vector>
 
-#include "platform/posix/KernelSeam.h"
+#include "tests/support/ManualClock.h"
+
+using testing::AllOf;
+using testing::HasSubstr;
 
 namespace {
 
-// In place before the pool is made, which reads the clock.
-struct PoolSeam : platform::KernelSeam {
-  PoolSeam() { platform::SetKernelSeam(this); }
-  ~PoolSeam() override { platform::SetKernelSeam(nullptr); }
-  void* Allocate(size_t bytes) override {
-    if (refuse) return nullptr;
-    return std::malloc(bytes);
-  }
-  void DebugText(const char* text) override { lines.emplace_back(text); }
-  int64_t PerformanceCounter() override { return counterMs * 10000; }
-
-  bool refuse = false;
-  int64_t counterMs = 1000;
-  std::vector<std::string> lines;
-};
-
-class FrameBufferPoolTest : public testing::Test, public PoolSeam {
+class FrameBufferPoolTest : public testing::Test {
  protected:
   PushResult Push(FrameType type, bool key, int64_t timestamp, std::vector<uint8_t> bytes = {1, 2, 3}) {
     FrameRecord frame;
@@ -42,6 +28,12 @@ class FrameBufferPoolTest : public testing::Test, public PoolSeam {
   PushResult Delta(int64_t timestamp = 0) { return Push(QFT_Video, false, timestamp); }
   PushResult Audio(int64_t timestamp = 0) { return Push(QFT_Audio, false, timestamp); }
 
+  std::string LastLine() {
+    const std::vector<std::string> lines = clock.TakeText();
+    return lines.empty() ? std::string() : lines.back();
+  }
+
+  ManualClock clock;
   FrameBufferPool pool;
 };
 
@@ -92,11 +84,11 @@ TEST_F(FrameBufferPoolTest, OverFilledFromThreeQuartersOn) {
 TEST_F(FrameBufferPoolTest, ARefusedAllocationLosesOneFrameAndWaits) {
   pool.ResetForLive();
   ASSERT_EQ(Key(), kPushQueued);
-  refuse = true;
+  clock.FailAllocationsAfter(0);
   EXPECT_EQ(Delta(), kPushNoMemory);
-  refuse = false;
-  EXPECT_NE(lines.back().find("error: FrameBufferPool.cpp("), std::string::npos);
-  EXPECT_NE(lines.back().find("malloc frame buffer failed"), std::string::npos);
+  clock.AllowAllocations();
+  EXPECT_THAT(LastLine(),
+              AllOf(HasSubstr("error: FrameBufferPool.cpp("), HasSubstr("malloc frame buffer failed")));
   EXPECT_EQ(Delta(), kPushWaitsForKeyFrame);
   EXPECT_EQ(pool.GetVideoFrameCount(), 1);
   EXPECT_EQ(Key(), kPushQueued);
@@ -142,27 +134,25 @@ TEST_F(FrameBufferPoolTest, BufferedTimeSpansBothQueues) {
 
 TEST_F(FrameBufferPoolTest, LinesAboutFrames) {
   pool.ResetForLive();
-  counterMs = 1500;
+  clock.Advance(500);
   ASSERT_EQ(Key(), kPushQueued);
-  EXPECT_NE(lines.back().find(
-                "decodeid:7 ftFrameType:0 bKeyFrame:1 dwFrameSize:3 keyPeriod:500.0ms lastPeriod:500.0ms "
-                "betweenKeyFrameCnt:1 leftVideoFrameCnt:0\n"),
-            std::string::npos);
-  counterMs = 1540;
+  EXPECT_THAT(
+      LastLine(),
+      HasSubstr("decodeid:7 ftFrameType:0 bKeyFrame:1 dwFrameSize:3 keyPeriod:500.0ms lastPeriod:500.0ms "
+                "betweenKeyFrameCnt:1 leftVideoFrameCnt:0\n"));
+  clock.Advance(40);
   ASSERT_EQ(Delta(), kPushQueued);
-  counterMs = 1580;
+  clock.Advance(40);
   ASSERT_EQ(Key(), kPushQueued);
-  EXPECT_NE(
-      lines.back().find("keyPeriod:80.0ms lastPeriod:40.0ms betweenKeyFrameCnt:2 leftVideoFrameCnt:2\n"),
-      std::string::npos);
+  EXPECT_THAT(LastLine(),
+              HasSubstr("keyPeriod:80.0ms lastPeriod:40.0ms betweenKeyFrameCnt:2 leftVideoFrameCnt:2\n"));
   pool.CloseAndClear();
   ASSERT_EQ(Audio(), kPushWaitsForKeyFrame);
-  EXPECT_NE(lines.back().find(
-                "decodeid:7 ftFrameType:1 bKeyFrame:0 dwFrameSize:3 leftFrameCnt:0 (!frame.bKeyFrame || "
-                "frame.ftFrameType != QFT_Video)\n"),
-            std::string::npos);
+  EXPECT_THAT(
+      LastLine(),
+      HasSubstr("decodeid:7 ftFrameType:1 bKeyFrame:0 dwFrameSize:3 leftFrameCnt:0 (!frame.bKeyFrame || "
+                "frame.ftFrameType != QFT_Video)\n"));
   ASSERT_EQ(Key(), kPushQueueFull);
-  EXPECT_NE(
-      lines.back().find("decodeid:7 ftFrameType:0 bKeyFrame:1 dwFrameSize:3 PushBackFrame Lost frame\n"),
-      std::string::npos);
+  EXPECT_THAT(LastLine(),
+              HasSubstr("decodeid:7 ftFrameType:0 bKeyFrame:1 dwFrameSize:3 PushBackFrame Lost frame\n"));
 }

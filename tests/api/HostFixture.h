@@ -1,0 +1,37 @@
+// A host for tests: the library started on a scripted display and a scripted codec library, and the pictures
+// it presents counted.
+#pragma once
+
+#include <gmock/gmock.h>
+
+#include <condition_variable>
+#include <cstring>
+#include <mutex>
+#include <vector>
+
+#include "include/qxsdkp.h"
+#include "tests/support/LogLines.h"
+#include "tests/support/ScriptedCodec05.h"
+#include "tests/support/ScriptedDisplay.h"
+#include "tests/support/TestSeam.h"
+
+class HostFixture : public testing::Test {
+ protected:
+  HostFixture();
+  ~HostFixture() override;
+
+  static QXSP_FILE_HEADER Header(uint16_t width = 64, uint16_t height = 48);
+  // A new player that plays an H.264 stream without pacing, in a window.
+  uint32_t OpenPlayer();
+  static int32_t OpenStream(uint32_t player, const QXSP_FILE_HEADER& header);
+  // A key frame whose picture's luma is the unit type's byte, 0x67.
+  static int32_t PushKey(uint32_t player);
+  static int32_t PushDelta(uint32_t player);
+
+  // Blocks until `count` pictures in all were copied to a screen since the test began; false after 30 s.
+  static bool WaitForPictures(int count);
+  static int Pictures();
+
+  TestSeam seam;
+  ScriptedDisplay display{{{.monitor = {0, 0, 1920, 1080}, .work = {0, 0, 1920, 1040}}}};
+};
