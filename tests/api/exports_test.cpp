@@ -125,7 +125,7 @@ TEST(SharedLibrary, NeedsOnlyTheSystemAndTheCodecLibraries) {
       "libxcb-shm.so.0", "libxcb-randr.so.0", "libasound.so.2",       "libyuv.so.0",   "libqdec04.so",
       "libqdec05.so",    "libqadec.so",       "libqmp4pkg.so",
   };
-#if QX_SANITIZED
+#ifdef QX_SANITIZED
   allowed.insert({"libasan.so.8", "libubsan.so.1", "libtsan.so.2"});
 #endif
   for (const std::string& name : library.needed)
