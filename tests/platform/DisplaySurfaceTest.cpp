@@ -1,0 +1,272 @@
+// Surfaces, clippers and copies through the DirectDraw interfaces, on the headless display.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cstring>
+#include <memory>
+#include <thread>
+
+#include "tests/platform/DisplayTestSupport.h"
+#include "tests/support/TestSeam.h"
+
+namespace {
+
+constexpr DWORD kYv12 = MAKEFOURCC('Y', 'V', '1', '2');
+const auto kWindow = reinterpret_cast<HWND>(uintptr_t{1});
+
+class SurfaceTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    ChooseDisplay("headless:640x360+0+0");
+    std::vector<EnumeratedDevice> devices;
+    ASSERT_EQ(EnumerateDevices(devices), DD_OK);
+    m_pScreen = std::make_unique<TestScreen>(nullptr);
+    ASSERT_TRUE(m_pScreen->back);
+  }
+  void TearDown() override {
+    m_pScreen.reset();
+    ChooseDisplay(nullptr);
+  }
+
+  IDirectDraw7& Device() { return *m_pScreen->device.Get(); }
+  HRESULT TryCreate(DDSURFACEDESC2 desc) {
+    Owned<IDirectDrawSurface7> surface;
+    const HRESULT code = Device().CreateSurface(&desc, surface.Receive(), nullptr);
+    EXPECT_EQ(SUCCEEDED(code), static_cast<bool>(surface));
+    return code;
+  }
+  uint32_t PixelOfBack(LONG x, LONG y) {
+    DDSURFACEDESC2 desc = EmptyDesc();
+    RECT rect = {x, y, x + 1, y + 1};
+    EXPECT_EQ(m_pScreen->back->Lock(&rect, &desc, 0, nullptr), DD_OK);
+    uint32_t pixel = 0;
+    if (desc.lpSurface != nullptr) std::memcpy(&pixel, desc.lpSurface, sizeof(pixel));
+    m_pScreen->back->Unlock(nullptr);
+    return pixel & 0xFFFFFF;
+  }
+
+  std::unique_ptr<TestScreen> m_pScreen;
+};
+
+TEST_F(SurfaceTest, DescribesItself) {
+  DDSURFACEDESC2 desc = EmptyDesc();
+  ASSERT_EQ(m_pScreen->back->GetSurfaceDesc(&desc), DD_OK);
+  EXPECT_EQ(desc.dwFlags & (DDSD_CAPS | DDSD_WIDTH | DDSD_HEIGHT | DDSD_PITCH | DDSD_PIXELFORMAT),
+            DDSD_CAPS | DDSD_WIDTH | DDSD_HEIGHT | DDSD_PITCH | DDSD_PIXELFORMAT);
+  EXPECT_EQ(desc.ddsCaps.dwCaps, DDSCAPS_OFFSCREENPLAIN | DDSCAPS_SYSTEMMEMORY);
+  EXPECT_EQ(desc.ddpfPixelFormat.dwFlags, DDPF_RGB);
+  EXPECT_EQ(desc.ddpfPixelFormat.dwRBitMask, 0xFF0000u);
+  EXPECT_EQ(desc.dwWidth, 640u);
+
+  const auto surface = CreateSurface(Device(), FourCCDesc(353, 289, kYv12));
+  ASSERT_TRUE(surface);
+  ASSERT_EQ(surface->GetSurfaceDesc(&desc), DD_OK);
+  EXPECT_EQ(desc.ddpfPixelFormat.dwFourCC, kYv12);
+  EXPECT_EQ(desc.dwWidth, 353u);
+  EXPECT_EQ(desc.dwHeight, 289u);
+
+  desc.dwSize = 1;
+  EXPECT_EQ(surface->GetSurfaceDesc(&desc), DDERR_INVALIDPARAMS);
+  EXPECT_EQ(surface->GetSurfaceDesc(nullptr), DDERR_INVALIDPARAMS);
+}
+
+TEST_F(SurfaceTest, RefusesWhatNoSurfaceCanBe) {
+  for (const DWORD side : {0u, 16385u, 0x80000000u, 0xFFFFFFFFu}) {
+    EXPECT_EQ(TryCreate(FourCCDesc(side, 16, kYv12)), DDERR_INVALIDPARAMS);
+    EXPECT_EQ(TryCreate(FourCCDesc(16, side, kYv12)), DDERR_INVALIDPARAMS);
+    EXPECT_EQ(TryCreate(OffScreenDesc(side, side)), DDERR_INVALIDPARAMS);
+  }
+  EXPECT_EQ(TryCreate(FourCCDesc(16, 16, MAKEFOURCC('A', 'B', 'C', 'D'))), DDERR_INVALIDPIXELFORMAT);
+  DDSURFACEDESC2 desc = FourCCDesc(16, 16, 0);
+  desc.ddpfPixelFormat.dwFlags = DDPF_RGB;
+  desc.ddpfPixelFormat.dwRGBBitCount = 16;
+  EXPECT_EQ(TryCreate(desc), DDERR_INVALIDPIXELFORMAT);
+  desc = OffScreenDesc(16, 16);
+  desc.dwFlags = DDSD_CAPS | DDSD_WIDTH;
+  EXPECT_EQ(TryCreate(desc), DDERR_INVALIDPARAMS);
+  desc = OffScreenDesc(16, 16);
+  desc.ddsCaps.dwCaps = 0;
+  EXPECT_EQ(TryCreate(desc), DDERR_INVALIDCAPS);
+  desc.dwSize = 108;
+  EXPECT_EQ(TryCreate(desc), DDERR_INVALIDPARAMS);
+  desc = EmptyDesc();
+  EXPECT_EQ(Device().CreateSurface(&desc, nullptr, nullptr), DDERR_INVALIDPARAMS);
+  Owned<IDirectDrawSurface7> surface;
+  EXPECT_EQ(Device().CreateSurface(nullptr, surface.Receive(), nullptr), DDERR_INVALIDPARAMS);
+  EXPECT_EQ(Device().CreateClipper(0, nullptr, nullptr), DDERR_INVALIDPARAMS);
+}
+
+// A writer of pictures sets these bytes, so they must exist and be all that is shown.
+TEST_F(SurfaceTest, HoldsThePlanesOfAnySize) {
+  for (const auto& [width, height] : {std::pair{1, 1}, {2, 2}, {65, 63}, {130, 7}, {353, 289}}) {
+    const auto surface =
+        CreateSurface(Device(), FourCCDesc(static_cast<DWORD>(width), static_cast<DWORD>(height), kYv12));
+    ASSERT_TRUE(surface);
+    RECT whole = {0, 0, width, height};
+    DDSURFACEDESC2 desc = EmptyDesc();
+    ASSERT_EQ(m_pScreen->back->Blt(&whole, surface.Get(), &whole, 0, nullptr), DD_OK);
+    EXPECT_EQ(PixelOfBack(width - 1, height - 1), 0u) << "a new surface is black";
+
+    ASSERT_EQ(surface->Lock(&whole, &desc, DDLOCK_WRITEONLY, nullptr), DD_OK);
+    EXPECT_EQ(reinterpret_cast<uintptr_t>(desc.lpSurface) % 64, 0u);
+    EXPECT_EQ(desc.lPitch % 64, 0);
+    auto* const luma = static_cast<uint8_t*>(desc.lpSurface);
+    auto* const cr = luma + desc.lPitch * height;
+    auto* const cb = luma + desc.lPitch * height * 5 / 4;
+    for (int32_t y = 0; y < height; ++y)
+      std::memset(luma + y * desc.lPitch, 81, static_cast<size_t>(width));
+    for (int32_t y = 0; y < height / 2; ++y) {
+      std::memset(cr + y * (desc.lPitch / 2), 240, static_cast<size_t>(width / 2));
+      std::memset(cb + y * (desc.lPitch / 2), 90, static_cast<size_t>(width / 2));
+    }
+    ASSERT_EQ(surface->Unlock(nullptr), DD_OK);
+    ASSERT_EQ(m_pScreen->back->Blt(&whole, surface.Get(), &whole, 0, nullptr), DD_OK);
+    // A single pixel has no chroma; a last odd row and column take their neighbours'.
+    const uint32_t expected = width == 1 ? 0x4C4C4Cu : 0xFE0000u;
+    EXPECT_EQ(PixelOfBack(0, 0), expected);
+    EXPECT_EQ(PixelOfBack(width - 1, height - 1), expected);
+  }
+}
+
+TEST_F(SurfaceTest, LocksOneAtATimeAndOnlyInside) {
+  DDSURFACEDESC2 desc = EmptyDesc();
+  const auto surface = CreateSurface(Device(), FourCCDesc(32, 16, kYv12));
+  ASSERT_TRUE(surface);
+  EXPECT_EQ(surface->Unlock(nullptr), DDERR_NOTLOCKED);
+  for (RECT bad : {RECT{-1, 0, 16, 16}, RECT{0, 0, 33, 16}, RECT{0, 0, 32, 17}, RECT{8, 0, 8, 16},
+                   RECT{0, 9, 32, 8}, RECT{INT32_MIN, INT32_MIN, INT32_MAX, INT32_MAX}}) {
+    EXPECT_EQ(surface->Lock(&bad, &desc, 0, nullptr), DDERR_INVALIDRECT);
+  }
+  EXPECT_EQ(surface->Lock(nullptr, nullptr, 0, nullptr), DDERR_INVALIDPARAMS);
+  DDSURFACEDESC2 wrong = {};
+  EXPECT_EQ(surface->Lock(nullptr, &wrong, 0, nullptr), DDERR_INVALIDPARAMS);
+
+  ASSERT_EQ(surface->Lock(nullptr, &desc, 0, nullptr), DD_OK);
+  const auto* const base = static_cast<uint8_t*>(desc.lpSurface);
+  EXPECT_EQ(surface->Lock(nullptr, &desc, DDLOCK_WAIT, nullptr), DDERR_SURFACEBUSY);
+  EXPECT_EQ(m_pScreen->back->Blt(nullptr, surface.Get(), nullptr, 0, nullptr), DDERR_SURFACEBUSY);
+  EXPECT_EQ(surface->Unlock(nullptr), DD_OK);
+  EXPECT_EQ(m_pScreen->back->Blt(nullptr, surface.Get(), nullptr, 0, nullptr), DD_OK);
+
+  RECT part = {3, 2, 9, 4};
+  ASSERT_EQ(surface->Lock(&part, &desc, 0, nullptr), DD_OK);
+  EXPECT_EQ(static_cast<uint8_t*>(desc.lpSurface) - base, 2 * desc.lPitch + 3);
+  EXPECT_EQ(surface->Unlock(nullptr), DD_OK);
+  EXPECT_EQ(surface->Restore(), DD_OK);
+
+  // A drawing callback of one player keeps no other player's picture out.
+  ASSERT_EQ(m_pScreen->back->Lock(nullptr, &desc, 0, nullptr), DD_OK);
+  EXPECT_EQ(m_pScreen->back->Blt(nullptr, surface.Get(), nullptr, 0, nullptr), DD_OK);
+  m_pScreen->clipper->SetHWnd(0, kWindow);
+  EXPECT_EQ(m_pScreen->Show({0, 0, 8, 8}), DD_OK);
+  EXPECT_EQ(m_pScreen->back->Unlock(nullptr), DD_OK);
+}
+
+TEST_F(SurfaceTest, RefusesForeignSourcesAndBadRectangles) {
+  IDirectDrawSurface7& back = *m_pScreen->back.Get();
+  EXPECT_EQ(back.Blt(nullptr, nullptr, nullptr, 0, nullptr), DDERR_INVALIDOBJECT);
+  EXPECT_EQ(back.Blt(nullptr, m_pScreen->primary.Get(), nullptr, 0, nullptr), DDERR_INVALIDOBJECT);
+  EXPECT_EQ(back.Blt(nullptr, &back, nullptr, 0, nullptr), DDERR_UNSUPPORTED);
+  const auto picture = CreateSurface(Device(), FourCCDesc(32, 16, kYv12));
+  ASSERT_TRUE(picture);
+  EXPECT_EQ(picture->Blt(nullptr, &back, nullptr, 0, nullptr), DDERR_UNSUPPORTED);
+  RECT inverted = {20, 0, 10, 16};
+  EXPECT_EQ(back.Blt(nullptr, picture.Get(), &inverted, 0, nullptr), DDERR_INVALIDRECT);
+  EXPECT_EQ(back.Blt(&inverted, picture.Get(), nullptr, 0, nullptr), DDERR_INVALIDRECT);
+}
+
+TEST_F(SurfaceTest, ShowsOnlyItsOwnScreensPixelsInAWindow) {
+  IDirectDrawSurface7& primary = *m_pScreen->primary.Get();
+  const RECT area = {10, 10, 100, 100};
+  EXPECT_EQ(m_pScreen->Show(area), DDERR_NOCLIPPERATTACHED) << "the clipper has no window yet";
+  m_pScreen->clipper->SetHWnd(0, kWindow);
+  EXPECT_EQ(m_pScreen->Show(area), DD_OK);
+  EXPECT_EQ(primary.SetClipper(nullptr), DD_OK);
+  EXPECT_EQ(m_pScreen->Show(area), DDERR_NOCLIPPERATTACHED);
+  EXPECT_EQ(primary.SetClipper(m_pScreen->clipper.Get()), DD_OK);
+  m_pScreen->clipper.Reset();  // the surface holds on to it
+  EXPECT_EQ(m_pScreen->Show(area), DD_OK);
+  EXPECT_EQ(m_pScreen->Show({0, 0, 641, 360}), DDERR_INVALIDRECT);
+  EXPECT_EQ(m_pScreen->Show({5, 5, 5, 6}), DDERR_INVALIDRECT);
+
+  RECT small = {0, 0, 10, 10};
+  RECT large = {0, 0, 20, 20};
+  EXPECT_EQ(primary.Blt(&large, m_pScreen->back.Get(), &small, 0, nullptr), DDERR_UNSUPPORTED);
+  RECT outside = {635, -5, 645, 5};
+  EXPECT_EQ(primary.Blt(&outside, m_pScreen->back.Get(), &small, 0, nullptr), DD_OK);
+  const auto picture = CreateSurface(Device(), FourCCDesc(640, 360, kYv12));
+  EXPECT_EQ(primary.Blt(&small, picture.Get(), &small, 0, nullptr), DDERR_INVALIDOBJECT);
+  TestScreen other(nullptr);
+  EXPECT_EQ(primary.Blt(&small, other.back.Get(), &small, 0, nullptr), DDERR_INVALIDOBJECT);
+  DDSURFACEDESC2 desc = EmptyDesc();
+  EXPECT_EQ(primary.Lock(nullptr, &desc, 0, nullptr), DDERR_CANTLOCKSURFACE);
+  EXPECT_EQ(primary.Unlock(nullptr), DDERR_NOTLOCKED);
+}
+
+TEST_F(SurfaceTest, OutlivesTheDeviceThatMadeIt) {
+  const auto picture = CreateSurface(Device(), FourCCDesc(16, 16, kYv12));
+  m_pScreen->clipper->SetHWnd(0, kWindow);
+  m_pScreen->device.Reset();
+  std::vector<EnumeratedDevice> devices;
+  ASSERT_EQ(EnumerateDevices(devices), DD_OK);  // the display itself is replaced
+  EXPECT_EQ(m_pScreen->back->Blt(nullptr, picture.Get(), nullptr, 0, nullptr), DD_OK);
+  EXPECT_EQ(m_pScreen->Show({0, 0, 640, 360}), DD_OK);
+}
+
+TEST_F(SurfaceTest, ReportsExhaustedMemory) {
+  TestSeam seam;
+  seam.FailAllocationsAfter(0);
+  EXPECT_EQ(TryCreate(OffScreenDesc(640, 360)), DDERR_OUTOFMEMORY);
+  EXPECT_EQ(TryCreate(FourCCDesc(16, 16, kYv12)), DDERR_OUTOFMEMORY);
+  seam.AllowAllocations();
+  EXPECT_EQ(TryCreate(FourCCDesc(16, 16, kYv12)), DD_OK);
+}
+
+// Players share screens without a common lock: their own pictures must arrive whole. Meant for a run under
+// the thread sanitizer.
+TEST_F(SurfaceTest, PlayersDrawSideBySide) {
+  constexpr int kPlayers = 4;
+  std::atomic<int> failures = 0;
+  std::vector<std::thread> players;
+  for (int player = 0; player < kPlayers; ++player) {
+    players.emplace_back([&, player] {
+      const auto picture = CreateSurface(Device(), FourCCDesc(80, 60, kYv12));
+      RECT place = {player * 160, 0, player * 160 + 160, 120};
+      RECT from = {0, 0, 80, 60};
+      for (int frame = 0; frame < 200; ++frame) {
+        DDSURFACEDESC2 desc = EmptyDesc();
+        if (picture->Lock(nullptr, &desc, 0, nullptr) != DD_OK) ++failures;
+        for (int y = 0; y < 60; ++y)
+          std::memset(static_cast<uint8_t*>(desc.lpSurface) + y * desc.lPitch, 16 + 50 * player, 80);
+        picture->Unlock(nullptr);
+        m_pScreen->clipper->SetHWnd(0, kWindow);
+        m_pScreen->primary->SetClipper(m_pScreen->clipper.Get());
+        if (m_pScreen->back->Blt(&place, picture.Get(), &from, 0, nullptr) != DD_OK) ++failures;
+        if (m_pScreen->Show(place) != DD_OK) ++failures;
+      }
+    });
+  }
+  for (std::thread& player : players)
+    player.join();
+  EXPECT_EQ(failures, 0);
+  for (int player = 0; player < kPlayers; ++player) {
+    const auto grey = static_cast<double>(PixelOfBack(player * 160 + 80, 60) & 0xFF);
+    EXPECT_NEAR(grey, 50 * player * 1.164, 2);
+  }
+}
+
+TEST(DirectDrawErrors, EveryCodeHasItsOwnWords) {
+  std::vector<std::string> texts;
+  for (const HRESULT code :
+       {DD_OK, DDERR_UNSUPPORTED, DDERR_GENERIC, DDERR_OUTOFMEMORY, DDERR_INVALIDPARAMS, DDERR_INVALIDCAPS,
+        DDERR_INVALIDOBJECT, DDERR_INVALIDPIXELFORMAT, DDERR_INVALIDRECT, DDERR_SURFACEBUSY,
+        DDERR_CANTLOCKSURFACE, DDERR_SURFACELOST, DDERR_WASSTILLDRAWING, DDERR_INVALIDDIRECTDRAWGUID,
+        DDERR_NODIRECTDRAWHW, DDERR_NOCLIPPERATTACHED, DDERR_NOTLOCKED, static_cast<HRESULT>(0x8BADF00D)}) {
+    texts.emplace_back(DXGetErrorDescriptionA(code));
+  }
+  std::sort(texts.begin(), texts.end());
+  EXPECT_EQ(std::unique(texts.begin(), texts.end()), texts.end());
+}
+
+}  // namespace
