@@ -17,6 +17,7 @@ namespace {
 
 constexpr ScriptedMonitor kPrimary = {{0, 0, 1920, 1080}, {0, 0, 1920, 1040}};
 constexpr ScriptedMonitor kLeft = {{-1280, 0, 0, 1024}, {-1280, 0, 0, 1024}};
+constexpr ScriptedMonitor kAbove = {{0, -1080, 1920, 0}, {0, -1080, 1920, 0}};
 constexpr int kObjectsPerScreen = 5;  // DirectDraw object, two surfaces, two clippers
 
 class ScreensTest : public testing::Test {
@@ -33,31 +34,32 @@ std::string PlacementLine(int screen) {
 }  // namespace
 
 TEST_F(ScreensTest, PrimaryStandsFirstWhereverItWasFound) {
-  ScriptedDisplay display({kLeft, kPrimary});
+  ScriptedDisplay display({kLeft, kPrimary, kAbove});
   ASSERT_TRUE(InitScreens(false));
   EXPECT_FALSE(g_bViewLock);
-  ASSERT_EQ(g_nScreenCount, 2);
+  ASSERT_EQ(g_nScreenCount, 3);
   EXPECT_EQ(g_Screens[0].monitorInfo.rcMonitor, kPrimary.monitor);
   EXPECT_EQ(g_Screens[0].dwWidth, 1920u);
   EXPECT_EQ(g_Screens[0].guid.Data1, 0u);
   EXPECT_EQ(g_Screens[1].monitorInfo.rcMonitor, kLeft.monitor);
   EXPECT_EQ(g_Screens[1].dwHeight, 1024u);
-  EXPECT_THAT(TakeLogLines(seam), ElementsAre(PlacementLine(0), PlacementLine(1)));
+  EXPECT_EQ(g_Screens[2].monitorInfo.rcMonitor, kAbove.monitor);
+  EXPECT_THAT(TakeLogLines(seam), ElementsAre(PlacementLine(0), PlacementLine(1), PlacementLine(2)));
 
   const auto levels = display.Records(DisplayCall::SetCooperativeLevel);
-  ASSERT_EQ(levels.size(), 2u);
+  ASSERT_EQ(levels.size(), 3u);
   EXPECT_EQ(levels[0].flags, DWORD{DDSCL_NORMAL | DDSCL_MULTITHREADED});
   EXPECT_FALSE(display.Records(DisplayCall::CreateDevice)[0].defaultDevice);
   const auto backs = display.Records(DisplayCall::CreateSurface, DisplayPart::Back);
-  ASSERT_EQ(backs.size(), 2u);
+  ASSERT_EQ(backs.size(), 3u);
   EXPECT_EQ(backs[1].width, 1280u);
   EXPECT_EQ(backs[1].height, 1024u);
 
   // A second start builds the screens anew and leaks nothing.
   ASSERT_TRUE(InitScreens(true));
   EXPECT_TRUE(g_bViewLock);
-  EXPECT_EQ(g_nScreenCount, 2);
-  EXPECT_EQ(display.LiveObjects(), 2 * kObjectsPerScreen);
+  EXPECT_EQ(g_nScreenCount, 3);
+  EXPECT_EQ(display.LiveObjects(), 3 * kObjectsPerScreen);
   ReleaseScreens();
   ReleaseScreens();
   EXPECT_EQ(g_nScreenCount, 0);
