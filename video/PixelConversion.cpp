@@ -1,8 +1,6 @@
 // Writes decoded pictures into surface memory: walks the rows of a picture and hands them to the kernels.
 #include "video/PixelConversion.h"
 
-#include <cstring>
-
 #include "video/PixelKernels.h"
 
 namespace {
@@ -16,25 +14,22 @@ Byte* Row(Byte* plane, int64_t row, int64_t stride) {
 void CopyRows(uint8_t* target, int32_t pitch, const uint8_t* source, int32_t stride, int32_t width,
               int64_t rows) {
   if (width <= 0 || rows <= 0) return;
-  if (pitch == width && stride == width) {
-    memcpy(target, source, static_cast<size_t>(width) * static_cast<size_t>(rows));
-    return;
-  }
+  const PixelKernels& kernels = ActivePixelKernels();
+  const auto rowBytes = static_cast<size_t>(width);
+  if (pitch == width && stride == width)
+    return kernels.Copy(target, source, rowBytes * static_cast<size_t>(rows));
   for (int64_t row = 0; row < rows; row++) {
-    memcpy(Row(target, row, pitch), Row(source, row, stride), static_cast<size_t>(width));
+    kernels.Copy(Row(target, row, pitch), Row(source, row, stride), rowBytes);
   }
 }
 
-// Two rows of 32-bit pixels with `chromaPixels` = width / 2 > 0 chroma samples. The last column of an odd
-// width has no chroma sample of its own and takes the one to its left.
-void RGB32RowPair(const PixelKernels& kernels, const PixelRowPair& rows, int32_t width) {
-  kernels.ToRGB32(rows, width & ~1);
+// One row of 32-bit pixels, at least two. The last column of an odd width has no chroma sample of its own and
+// takes the one to its left.
+void RowToRGB32(const PixelKernels& kernels, const PixelRow& row, int32_t width) {
+  kernels.ToRGB32(row, width & ~1);
   if (width % 2 == 0) return;
   const intptr_t last = width - 1;
-  for (int row = 0; row < 2; row++) {
-    PixelToRGB32(rows.target[row] + 4 * last, rows.luma[row][last], rows.cb[last / 2 - 1],
-                 rows.cr[last / 2 - 1]);
-  }
+  PixelToRGB32(row.target + 4 * last, row.luma[last], row.cb[last / 2 - 1], row.cr[last / 2 - 1]);
 }
 
 // A picture one pixel wide or high, which has no chroma samples at all.
@@ -151,18 +146,12 @@ void PlanarToRGB32(uint8_t* target, int32_t pitch, const uint8_t* luma, const ui
   if (width < 2 || height < 2) return GreyToRGB32(firstRow, rowStep, luma, lumaStride, width, height);
 
   const PixelKernels& kernels = ActivePixelKernels();
-  const int32_t pairs = height / 2 + height % 2;
-  for (int32_t pair = 0; pair < pairs; pair++) {
-    const int32_t row = 2 * pair;
-    // An odd height's last row stands alone, without a chroma row of its own, and takes the one above.
-    const bool alone = pair == height / 2;
-    const int32_t second = alone ? row : row + 1;
-    const int32_t chromaRow = alone ? pair - 1 : pair;
-    const PixelRowPair rows = {{Row(firstRow, row, rowStep), Row(firstRow, second, rowStep)},
-                               {Row(luma, row, lumaStride), Row(luma, second, lumaStride)},
-                               Row(cb, chromaRow, chromaStride),
-                               Row(cr, chromaRow, chromaStride)};
-    RGB32RowPair(kernels, rows, width);
+  for (int32_t row = 0; row < height; row++) {
+    // An odd height's last row has no chroma row of its own and takes the one above.
+    const int32_t chromaRow = row / 2 < height / 2 ? row / 2 : row / 2 - 1;
+    const PixelRow pixels = {Row(firstRow, row, rowStep), Row(luma, row, lumaStride),
+                             Row(cb, chromaRow, chromaStride), Row(cr, chromaRow, chromaStride)};
+    RowToRGB32(kernels, pixels, width);
   }
 }
 
@@ -176,17 +165,14 @@ void PlanarToRGB32Half(uint8_t* target, int32_t pitch, const uint8_t* luma, cons
   const PixelKernels& kernels = ActivePixelKernels();
   HalfTile tile;
   for (int32_t row = 0; row < height / 2; row += 2) {
-    const int second = height / 2 - row >= 2 ? 1 : 0;
+    const int rows = height / 2 - row < 2 ? 1 : 2;
     for (int32_t x = 0, tileWidth; x < width / 2; x += tileWidth) {
       tileWidth = HalfTile::NextWidth(width / 2 - x);
       FillTile(kernels, tile, picture, x, row, tileWidth);
-      const intptr_t offset = 4 * static_cast<intptr_t>(x);
-      const PixelRowPair rows = {
-          {Row(target, row, pitch) + offset, Row(target, row + second, pitch) + offset},
-          {tile.Luma(0), tile.Luma(second)},
-          tile.Cb(),
-          tile.Cr()};
-      RGB32RowPair(kernels, rows, tileWidth);
+      for (int i = 0; i < rows; i++) {
+        uint8_t* const pixels = Row(target, row + i, pitch) + 4 * static_cast<intptr_t>(x);
+        RowToRGB32(kernels, {pixels, tile.Luma(i), tile.Cb(), tile.Cr()}, tileWidth);
+      }
     }
   }
 }
@@ -195,13 +181,11 @@ void PlanarToYUY2(uint8_t* target, int32_t pitch, const uint8_t* luma, const uin
                   int32_t lumaStride, int32_t cbStride, int32_t crStride, int32_t width, int32_t height) {
   if (width < 16) return;
   const PixelKernels& kernels = ActivePixelKernels();
-  for (int32_t pair = 0; pair < height / 2; pair++) {
-    const int32_t row = 2 * pair;
-    const PixelRowPair rows = {{Row(target, row, pitch), Row(target, row + 1, pitch)},
-                               {Row(luma, row, lumaStride), Row(luma, row + 1, lumaStride)},
-                               Row(cb, pair, cbStride),
-                               Row(cr, pair, crStride)};
-    kernels.ToYUY2(rows, width & ~15);
+  const int32_t rows = height / 2 * 2;
+  for (int32_t row = 0; row < rows; row++) {
+    const PixelRow pixels = {Row(target, row, pitch), Row(luma, row, lumaStride), Row(cb, row / 2, cbStride),
+                             Row(cr, row / 2, crStride)};
+    kernels.ToYUY2(pixels, width & ~15);
   }
 }
 
@@ -217,12 +201,10 @@ void PlanarToYUY2Half(uint8_t* target, int32_t pitch, const uint8_t* luma, const
     for (int32_t x = 0, tileWidth; x < blocksWidth; x += tileWidth) {
       tileWidth = HalfTile::NextWidth(blocksWidth - x);
       FillTile(kernels, tile, picture, x, row, tileWidth);
-      const intptr_t offset = 2 * static_cast<intptr_t>(x);
-      const PixelRowPair rows = {{Row(target, row, pitch) + offset, Row(target, row + 1, pitch) + offset},
-                                 {tile.Luma(0), tile.Luma(1)},
-                                 tile.Cb(),
-                                 tile.Cr()};
-      kernels.ToYUY2(rows, tileWidth);
+      for (int i = 0; i < 2; i++) {
+        uint8_t* const pixels = Row(target, row + i, pitch) + 2 * static_cast<intptr_t>(x);
+        kernels.ToYUY2({pixels, tile.Luma(i), tile.Cb(), tile.Cr()}, tileWidth);
+      }
     }
   }
 }

@@ -2,12 +2,15 @@
 // between them.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
-// Two picture rows and the chroma row that they share. Both are the same row where a last one has no partner.
-struct PixelRowPair {
-  uint8_t* target[2];
-  const uint8_t* luma[2];
+// One picture row and the chroma row that it shares with its neighbour. One row at a time: two per pass would
+// load the chroma only once, but it lies in the first-level cache anyway, and a single stream of writes
+// leaves more room for prefetching.
+struct PixelRow {
+  uint8_t* target;
+  const uint8_t* luma;
   const uint8_t* cb;
   const uint8_t* cr;
 };
@@ -16,13 +19,14 @@ struct PixelRowPair {
 struct PixelKernels {
   const char* szName;
   // `pixels` is even; pixels / 2 chroma samples are read.
-  void (*ToRGB32)(const PixelRowPair& rows, int32_t pixels);
+  void (*ToRGB32)(const PixelRow& row, int32_t pixels);
   // `pixels` is a multiple of 16.
-  void (*ToYUY2)(const PixelRowPair& rows, int32_t pixels);
+  void (*ToYUY2)(const PixelRow& row, int32_t pixels);
   // One output row from two source rows of 2 * pixels bytes.
   void (*Halve)(uint8_t* target, const uint8_t* upper, const uint8_t* lower, int32_t pixels);
   // Splits 2 * pairs bytes into the first and the second byte of each pair.
   void (*Split)(uint8_t* first, uint8_t* second, const uint8_t* source, int32_t pairs);
+  void (*Copy)(uint8_t* target, const uint8_t* source, size_t bytes);
 };
 
 extern const PixelKernels kPlainPixelKernels;  // the reference; any CPU
@@ -43,8 +47,9 @@ const PixelKernels* PixelKernelsFor(PixelInstructionSet instructionSet);
 const PixelKernels& ActivePixelKernels();
 void UsePixelKernels(const PixelKernels& kernels);
 
-// What remains of the rows from pixel `x` (even) on: the end that a wide kernel leaves to a narrower one.
-PixelRowPair RowsFrom(const PixelRowPair& rows, int32_t x, int32_t targetBytesPerPixel);
+// What the vector kernels leave: the row from pixel `x` (even) on, and copies that are too short for them.
+PixelRow RowFrom(const PixelRow& row, int32_t x, int32_t targetBytesPerPixel);
+void CopyPlain(uint8_t* target, const uint8_t* source, size_t bytes);
 
-// One 32-bit pixel, for the columns and rows that the row functions cannot serve.
+// One 32-bit pixel, for the columns that the row functions cannot serve.
 void PixelToRGB32(uint8_t* target, int32_t luma, int32_t cb, int32_t cr);

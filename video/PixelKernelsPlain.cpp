@@ -2,30 +2,26 @@
 // of rows.
 #include "video/PixelKernels.h"
 
+#include <cstring>
+
 namespace {
 
 uint8_t Clamp(int32_t value) {
   return static_cast<uint8_t>(value < 0 ? 0 : value > 255 ? 255 : value);
 }
 
-void ToRGB32(const PixelRowPair& rows, int32_t pixels) {
-  for (int row = 0; row < 2; row++) {
-    for (int32_t x = 0; x < pixels; x++) {
-      PixelToRGB32(rows.target[row] + 4 * static_cast<intptr_t>(x), rows.luma[row][x], rows.cb[x / 2],
-                   rows.cr[x / 2]);
-    }
+void ToRGB32(const PixelRow& row, int32_t pixels) {
+  for (intptr_t x = 0; x < pixels; x++) {
+    PixelToRGB32(row.target + 4 * x, row.luma[x], row.cb[x / 2], row.cr[x / 2]);
   }
 }
 
-void ToYUY2(const PixelRowPair& rows, int32_t pixels) {
-  for (int row = 0; row < 2; row++) {
-    uint8_t* target = rows.target[row];
-    for (int32_t x = 0; x < pixels; x += 2, target += 4) {
-      target[0] = rows.luma[row][x];
-      target[1] = rows.cb[x / 2];
-      target[2] = rows.luma[row][x + 1];
-      target[3] = rows.cr[x / 2];
-    }
+void ToYUY2(const PixelRow& row, int32_t pixels) {
+  for (intptr_t x = 0; x < pixels; x += 2) {
+    row.target[2 * x] = row.luma[x];
+    row.target[2 * x + 1] = row.cb[x / 2];
+    row.target[2 * x + 2] = row.luma[x + 1];
+    row.target[2 * x + 3] = row.cr[x / 2];
   }
 }
 
@@ -44,12 +40,13 @@ void Split(uint8_t* first, uint8_t* second, const uint8_t* source, int32_t pairs
 
 }  // namespace
 
-PixelRowPair RowsFrom(const PixelRowPair& rows, int32_t x, int32_t targetBytesPerPixel) {
-  const intptr_t offset = static_cast<intptr_t>(x) * targetBytesPerPixel;
-  return {{rows.target[0] + offset, rows.target[1] + offset},
-          {rows.luma[0] + x, rows.luma[1] + x},
-          rows.cb + x / 2,
-          rows.cr + x / 2};
+PixelRow RowFrom(const PixelRow& row, int32_t x, int32_t targetBytesPerPixel) {
+  return {row.target + static_cast<intptr_t>(x) * targetBytesPerPixel, row.luma + x, row.cb + x / 2,
+          row.cr + x / 2};
+}
+
+void CopyPlain(uint8_t* target, const uint8_t* source, size_t bytes) {
+  memcpy(target, source, bytes);
 }
 
 // ITU-R BT.601 limited range (1.164, 2.018, 0.391, 0.813, 1.596) times 64, truncated.
@@ -63,4 +60,4 @@ void PixelToRGB32(uint8_t* target, int32_t luma, int32_t cb, int32_t cr) {
   target[3] = 0;
 }
 
-const PixelKernels kPlainPixelKernels = {"plain", ToRGB32, ToYUY2, Halve, Split};
+const PixelKernels kPlainPixelKernels = {"plain", ToRGB32, ToYUY2, Halve, Split, CopyPlain};

@@ -62,28 +62,24 @@ void StoreRGB32(uint8_t* target, __m128i luma, const ChromaTerms& terms) {
   Store(target + 48, _mm_unpackhi_epi16(blueGreenHigh, redHigh));
 }
 
-void ToRGB32(const PixelRowPair& rows, int32_t pixels) {
+void ToRGB32(const PixelRow& row, int32_t pixels) {
   const __m128i zero = _mm_setzero_si128();
   int32_t x = 0;
   for (; pixels - x >= 16; x += 16) {
-    const ChromaTerms terms = TermsOf(_mm_unpacklo_epi8(LoadHalf(rows.cb + x / 2), zero),
-                                      _mm_unpacklo_epi8(LoadHalf(rows.cr + x / 2), zero));
-    const intptr_t offset = 4 * static_cast<intptr_t>(x);
-    StoreRGB32(rows.target[0] + offset, Load(rows.luma[0] + x), terms);
-    StoreRGB32(rows.target[1] + offset, Load(rows.luma[1] + x), terms);
+    const ChromaTerms terms = TermsOf(_mm_unpacklo_epi8(LoadHalf(row.cb + x / 2), zero),
+                                      _mm_unpacklo_epi8(LoadHalf(row.cr + x / 2), zero));
+    StoreRGB32(row.target + 4 * static_cast<intptr_t>(x), Load(row.luma + x), terms);
   }
-  if (x < pixels) kPlainPixelKernels.ToRGB32(RowsFrom(rows, x, 4), pixels - x);
+  if (x < pixels) kPlainPixelKernels.ToRGB32(RowFrom(row, x, 4), pixels - x);
 }
 
-void ToYUY2(const PixelRowPair& rows, int32_t pixels) {
+void ToYUY2(const PixelRow& row, int32_t pixels) {
   for (int32_t x = 0; x < pixels; x += 16) {
-    const __m128i chroma = _mm_unpacklo_epi8(LoadHalf(rows.cb + x / 2), LoadHalf(rows.cr + x / 2));
-    const intptr_t offset = 2 * static_cast<intptr_t>(x);
-    for (int row = 0; row < 2; row++) {
-      const __m128i luma = Load(rows.luma[row] + x);
-      Store(rows.target[row] + offset, _mm_unpacklo_epi8(luma, chroma));
-      Store(rows.target[row] + offset + 16, _mm_unpackhi_epi8(luma, chroma));
-    }
+    const __m128i chroma = _mm_unpacklo_epi8(LoadHalf(row.cb + x / 2), LoadHalf(row.cr + x / 2));
+    const __m128i luma = Load(row.luma + x);
+    uint8_t* const target = row.target + 2 * static_cast<intptr_t>(x);
+    Store(target, _mm_unpacklo_epi8(luma, chroma));
+    Store(target + 16, _mm_unpackhi_epi8(luma, chroma));
   }
 }
 
@@ -118,6 +114,6 @@ void Split(uint8_t* first, uint8_t* second, const uint8_t* source, int32_t pairs
 
 }  // namespace
 
-const PixelKernels kSse2PixelKernels = {"SSE2", ToRGB32, ToYUY2, Halve, Split};
+const PixelKernels kSse2PixelKernels = {"SSE2", ToRGB32, ToYUY2, Halve, Split, CopyPlain};
 
 #endif
