@@ -14,6 +14,12 @@ std::array<Player, kMaxPlayers> g_Players;
 // Written under g_PlayersLock, read without it.
 std::array<std::atomic<uint8_t>, kMaxPlayers> g_bPlayerUsed{};
 
+// Ends all playing when the library is unloaded or the process exits. Made with the first player, later than
+// every static object of the library, it goes first: no play thread meets a destroyed one.
+struct PlayingEnds {
+  ~PlayingEnds() { player_table::ResetAll(); }
+};
+
 }  // namespace
 
 namespace player_table {
@@ -23,6 +29,7 @@ Player* Find(uint32_t nPlayerID) {
 }
 
 int32_t Create() {
+  static const PlayingEnds playingEnds;
   ScopedLock hold(g_PlayersLock);
   for (uint32_t slot = 0; slot < kMaxPlayers; ++slot) {
     if (g_bPlayerUsed[slot] != 0) continue;

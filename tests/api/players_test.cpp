@@ -292,6 +292,21 @@ TEST_F(Players, AnEndOfTheLibraryWhilePlayersPlay) {
   EXPECT_EQ(OpenStream(player, Header()), 1);
 }
 
+TEST_F(Players, AProcessMayExitWhilePlayersPlay) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_EXIT(
+      {
+        for (int i = 0; i < 4; ++i) {
+          const uint32_t player = OpenPlayer();
+          for (int frame = 0; frame < 100; ++frame)
+            PushKey(player);
+        }
+        WaitForPictures(1);
+        std::exit(0);
+      },
+      testing::ExitedWithCode(0), "");
+}
+
 TEST_F(Players, AbsurdRectanglesAndWindows) {
   const uint32_t player = OpenPlayer();
   const QXSP_RECT kRects[] = {{0, 0, 0, 0},
