@@ -176,30 +176,34 @@ HRESULT StretchPlanar(const Planes& planes, const StretchAxis& x, const StretchA
   return DD_OK;
 }
 
-// Kinds that displays rarely see: to RGB first, without stretching, then as RGB.
-HRESULT StretchOther(const PixelImage& source, const RECT& sourceRect, const StretchAxis& x,
+// Converts without stretching, then stretches 32-bit pixels.
+HRESULT StretchAsRgb(const PixelImage& source, const RECT& sourceRect, const StretchAxis& x,
                      const StretchAxis& y, const Output& output, StretchScratch& scratch) {
-  const int32_t evenLeft = x.nSource - x.nSource % 2;
-  const bool isRgb = source.kind == PixelKind::kRgb32;
-  const PlaneSize converted(isRgb ? 0 : (x.nSource - evenLeft + x.nSourceLength) * 4,
-                            isRgb ? 0 : y.nSourceLength);
-  const PlaneSize band(x.nBandLength * 4, y.nBandLength);
+  const bool isConverted = source.kind != PixelKind::kRgb32;
+  const int32_t before = isConverted ? x.nSource % 2 : 0;  // conversion starts at a pair
+  const PlaneSize converted(isConverted ? (before + x.nSourceLength) * 4 : 0,
+                            isConverted ? y.nSourceLength : 0);
+  const bool isCut = x.nBandLength != x.nTargetLength || y.nBandLength != y.nTargetLength;
+  const PlaneSize band(isCut ? x.nBandLength * 4 : 0, isCut ? y.nBandLength : 0);
   uint8_t* const memory = scratch.Reserve(converted.nBytes + band.nBytes + kReadAheadBytes);
   if (memory == nullptr) return DDERR_OUTOFMEMORY;
 
   const uint8_t* pixels = At(source.pBytes, source.nPitch, y.nSource, x.nSource * 4);
   int32_t pitch = source.nPitch;
-  if (!isRgb) {
-    ConvertToRgb(source, sourceRect, evenLeft, y.nSource,
-                 {memory, converted.nPitch, x.nSource - evenLeft + x.nSourceLength, y.nSourceLength});
-    pixels = memory + static_cast<ptrdiff_t>(x.nSource - evenLeft) * 4;
+  if (isConverted) {
+    ConvertToRgb(source, sourceRect, x.nSource - before, y.nSource,
+                 {memory, converted.nPitch, before + x.nSourceLength, y.nSourceLength});
+    pixels = At(memory, 0, 0, before * 4);
     pitch = converted.nPitch;
   }
-  uint8_t* const stretched = memory + converted.nBytes;
-  libyuv::ARGBScale(pixels, pitch, x.nSourceLength, y.nSourceLength, stretched, band.nPitch, x.nBandLength,
+  uint8_t* const stretched = isCut ? memory + converted.nBytes : output.pBytes;
+  const int32_t stretchedPitch = isCut ? band.nPitch : output.nPitch;
+  libyuv::ARGBScale(pixels, pitch, x.nSourceLength, y.nSourceLength, stretched, stretchedPitch, x.nBandLength,
                     y.nBandLength, kFilter);
-  libyuv::ARGBCopy(At(stretched, band.nPitch, y.nBandBefore, x.nBandBefore * 4), band.nPitch, output.pBytes,
-                   output.nPitch, output.nWidth, output.nHeight);
+  if (isCut) {
+    libyuv::ARGBCopy(At(stretched, band.nPitch, y.nBandBefore, x.nBandBefore * 4), band.nPitch, output.pBytes,
+                     output.nPitch, output.nWidth, output.nHeight);
+  }
   return DD_OK;
 }
 
@@ -251,9 +255,13 @@ HRESULT StretchCopy(const PixelImage& source, const RECT& sourceRect, const Pixe
     ConvertToRgb(source, sourceRect, x.nSource, y.nSource, output);
     return DD_OK;
   }
-  if (source.kind == PixelKind::kYv12)
+  // To stretch planes costs less where pixels become fewer, to stretch what is converted where they become
+  // more.
+  const bool shrinks = int64_t{x.nBandLength} * y.nBandLength < int64_t{x.nSourceLength} * y.nSourceLength;
+  if (source.kind == PixelKind::kYv12 && shrinks) {
     return StretchPlanar(PlanesOf(source, sourceRect), x, y, output, scratch);
-  return StretchOther(source, sourceRect, x, y, output, scratch);
+  }
+  return StretchAsRgb(source, sourceRect, x, y, output, scratch);
 }
 
 }  // namespace platform
