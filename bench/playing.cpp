@@ -1,0 +1,263 @@
+// What playing costs beyond decoding: CPU time of a 1080p clip pushed through the exports over that of a bare
+// libavcodec loop on the same frames, and how long after its push a frame is on the screen. Everything is
+// measured in one run; the rounds alternate.
+//   bench_playing CLIP.h264
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libavformat/avformat.h>
+}
+#include <sys/resource.h>
+
+#include <algorithm>
+#include <chrono>
+#include <condition_variable>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <mutex>
+#include <regex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "qxsdkp.h"
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using AccessUnit = std::vector<uint8_t>;
+
+constexpr int kRounds = 5;
+constexpr int kQueued = 50;  // frames kept in the library's queue while the CPU time is measured
+
+struct Clip {
+  std::vector<AccessUnit> units;
+  int nWidth = 0;
+  int nHeight = 0;
+};
+
+Clip ReadClip(const char* path) {
+  AVFormatContext* format = nullptr;
+  Clip clip;
+  if (avformat_open_input(&format, path, nullptr, nullptr) < 0 ||
+      avformat_find_stream_info(format, nullptr) < 0) {
+    std::fprintf(stderr, "bench_playing: cannot read %s\n", path);
+    std::exit(1);
+  }
+  AVPacket* packet = av_packet_alloc();
+  while (av_read_frame(format, packet) >= 0) {
+    clip.units.emplace_back(packet->data, packet->data + packet->size);
+    av_packet_unref(packet);
+  }
+  clip.nWidth = format->streams[0]->codecpar->width;
+  clip.nHeight = format->streams[0]->codecpar->height;
+  av_packet_free(&packet);
+  avformat_close_input(&format);
+  return clip;
+}
+
+double CpuMs() {
+  rusage usage;
+  getrusage(RUSAGE_SELF, &usage);
+  const auto ms = [](const timeval& time) { return time.tv_sec * 1e3 + time.tv_usec / 1e3; };
+  return ms(usage.ru_utime) + ms(usage.ru_stime);
+}
+
+double MsSince(Clock::time_point start) {
+  return std::chrono::duration<double, std::milli>(Clock::now() - start).count();
+}
+
+double Quantile(std::vector<double> values, double q) {
+  std::sort(values.begin(), values.end());
+  return values[static_cast<size_t>(q * static_cast<double>(values.size() - 1))];
+}
+
+// One thread, low delay, no output: the reference. Returns CPU ms; `perFrameMs` receives the time of each
+// frame.
+double DecodeBare(const Clip& clip, std::vector<double>* perFrameMs) {
+  AVCodecContext* codec = avcodec_alloc_context3(avcodec_find_decoder(AV_CODEC_ID_H264));
+  codec->thread_count = 1;
+  codec->flags |= AV_CODEC_FLAG_LOW_DELAY;
+  avcodec_open2(codec, nullptr, nullptr);
+  AVPacket* packet = av_packet_alloc();
+  AVFrame* frame = av_frame_alloc();
+  std::vector<AccessUnit> padded(clip.units);
+  for (AccessUnit& unit : padded)
+    unit.resize(unit.size() + AV_INPUT_BUFFER_PADDING_SIZE);
+  const double start = CpuMs();
+  size_t pictures = 0;
+  for (size_t i = 0; i < padded.size(); ++i) {
+    const auto frameStart = Clock::now();
+    packet->data = padded[i].data();
+    packet->size = static_cast<int>(clip.units[i].size());
+    avcodec_send_packet(codec, packet);
+    while (avcodec_receive_frame(codec, frame) >= 0)
+      ++pictures;
+    if (perFrameMs != nullptr) perFrameMs->push_back(MsSince(frameStart));
+  }
+  const double used = CpuMs() - start;
+  av_frame_free(&frame);
+  av_packet_free(&packet);
+  avcodec_free_context(&codec);
+  if (pictures + 2 < padded.size()) {
+    std::fprintf(stderr, "bench_playing: the reference decoded %zu of %zu\n", pictures, padded.size());
+    std::exit(1);
+  }
+  return used;
+}
+
+// Counts what was copied to the screen.
+std::mutex g_Mutex;
+std::condition_variable g_Changed;
+size_t g_nShown = 0;
+Clock::time_point g_ShownAt;
+
+void QXSP_CALLBACK AfterCopy(uint32_t, void*, void*, void*, QXSP_RECT*, QXSP_RECT*) {
+  const std::lock_guard lock(g_Mutex);
+  ++g_nShown;
+  g_ShownAt = Clock::now();
+  g_Changed.notify_all();
+}
+
+void WaitShown(size_t count) {
+  std::unique_lock lock(g_Mutex);
+  if (!g_Changed.wait_for(lock, std::chrono::seconds(20), [count] { return g_nShown >= count; })) {
+    std::fprintf(stderr, "bench_playing: only %zu of %zu pictures were presented\n", g_nShown, count);
+    std::exit(1);
+  }
+}
+
+void Push(uint32_t player, const AccessUnit& unit) {
+  const int32_t result =
+      QXSP_WriteToStreamOneFrame2(player, unit.data(), static_cast<uint32_t>(unit.size()), 0, 0);
+  if (result != QXSP_WRITE_QUEUED) {
+    std::fprintf(stderr, "bench_playing: a frame was refused with %d\n", result);
+    std::exit(1);
+  }
+}
+
+uint32_t OpenPlayer(const Clip& clip, int width, int height) {
+  const auto player = static_cast<uint32_t>(QXSP_CreatePlayer());
+  QXSP_FILE_HEADER header = {};
+  std::memcpy(reinterpret_cast<char*>(&header) + 32, "QFH", 3);
+  header.wVideoCodecID = QXSP_VIDEO_H264;
+  header.wVideoWidth = static_cast<uint16_t>(clip.nWidth);
+  header.wVideoHeight = static_cast<uint16_t>(clip.nHeight);
+  header.wFrameRateNum = 25;
+  header.wFrameRateDen = 1;
+  if (QXSP_OpenStream(player, &header, sizeof header) != 1) {
+    std::fprintf(stderr, "bench_playing: the stream does not open\n");
+    std::exit(1);
+  }
+  QXSP_SetFrameControlMode(player, QXSP_MODE_AT_ONCE);
+  const QXSP_RECT rect = {0, 0, width, height};
+  static int window;
+  QXSP_SetVideoPreview(player, &window, &rect, 1);
+  g_nShown = 0;
+  return player;
+}
+
+double Play(const Clip& clip, int width, int height) {
+  const uint32_t player = OpenPlayer(clip, width, height);
+  const double start = CpuMs();
+  for (size_t i = 0; i < clip.units.size(); ++i) {
+    if (i >= kQueued) WaitShown(i - kQueued);
+    Push(player, clip.units[i]);
+  }
+  WaitShown(clip.units.size());
+  const double used = CpuMs() - start;
+  QXSP_ReleasePlayer(player);
+  return used;
+}
+
+// Sums the library's own once-a-second timing lines of one run, per frame.
+void PrintStages(const std::filesystem::path& directory, double bareMs) {
+  const std::regex line(
+      R"(playframerate:(\d+) .* decode:([\d.]+)ms ddsoffscreen:([\d.]+)ms .* ddsback:([\d.]+)ms ddsprimary:([\d.]+)ms)");
+  double frames = 0;
+  double sums[4] = {};
+  for (const auto& file : std::filesystem::directory_iterator(directory)) {
+    std::ifstream text(file.path());
+    for (std::string row; std::getline(text, row);) {
+      std::smatch match;
+      if (!std::regex_search(row, match, line)) continue;
+      frames += std::stod(match[1]);
+      for (int i = 0; i < 4; ++i)
+        sums[i] += std::stod(match[i + 2]);
+    }
+  }
+  if (frames == 0) return;
+  std::printf(
+      "    per frame: decode and copy %.2f ms (bare decode %.2f), off-screen %.2f, back %.2f, primary %.3f\n",
+      sums[0] / frames, bareMs, sums[1] / frames, sums[2] / frames, sums[3] / frames);
+}
+
+void MeasureCost(const Clip& clip, int width, int height) {
+  const auto directory = std::filesystem::temp_directory_path() / ("qx-bench-" + std::to_string(getpid()));
+  std::vector<double> ratios;
+  std::vector<double> bare;
+  for (int round = 0; round < kRounds; ++round) {
+    bare.push_back(DecodeBare(clip, nullptr));
+    QXSP_ConfigLog(round == 0 ? QXSP_LOG_DEBUG : QXSP_LOG_NONE, directory.c_str(), QXSP_LOG_NONE);
+    const double played = Play(clip, width, height);
+    ratios.push_back(played / bare.back());
+  }
+  const auto frames = static_cast<double>(clip.units.size());
+  std::printf("  %4d x %-4d CPU over bare decode: median %.3f (%.3f to %.3f); bare %.2f ms a frame\n", width,
+              height, Quantile(ratios, 0.5), Quantile(ratios, 0), Quantile(ratios, 1),
+              Quantile(bare, 0.5) / frames);
+  PrintStages(directory, Quantile(bare, 0.5) / frames);
+  std::filesystem::remove_all(directory);
+}
+
+void MeasureLatency(const Clip& clip) {
+  constexpr auto kPeriod = std::chrono::milliseconds(40);
+  std::vector<double> decodeMs;
+  DecodeBare(clip, &decodeMs);
+  const uint32_t player = OpenPlayer(clip, clip.nWidth, clip.nHeight);
+  const size_t count = std::min<size_t>(clip.units.size(), 250);
+  std::vector<double> latencies;
+  auto next = Clock::now();
+  for (size_t i = 0; i < count; ++i) {
+    std::this_thread::sleep_until(next);
+    next += kPeriod;
+    const auto pushed = Clock::now();
+    Push(player, clip.units[i]);
+    WaitShown(i + 1);
+    const std::lock_guard lock(g_Mutex);
+    latencies.push_back(std::chrono::duration<double, std::milli>(g_ShownAt - pushed).count() - decodeMs[i]);
+  }
+  QXSP_ReleasePlayer(player);
+  std::printf(
+      "  mode 0x10, push to after-copy minus the frame's bare decode: median %.2f ms, 99th percentile %.2f "
+      "ms (%zu frames)\n",
+      Quantile(latencies, 0.5), Quantile(latencies, 0.99), count);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (argc != 2) {
+    std::fprintf(stderr, "usage: bench_playing CLIP.h264\n");
+    return 2;
+  }
+  setenv("QXSDKP_DISPLAY", "headless:1920x1080+0+0", 1);
+  setenv("QXSDKP_SOUND", "null", 1);
+  const Clip clip = ReadClip(argv[1]);
+  if (clip.units.empty() || QXSP_InitSDK() != 1) {
+    std::fprintf(stderr, "bench_playing: nothing to play, or the library does not start\n");
+    return 1;
+  }
+  QXSP_ConfigLog(QXSP_LOG_NONE, nullptr, QXSP_LOG_NONE);
+  QXSP_SetCallBack(nullptr, nullptr, nullptr, AfterCopy);
+  std::printf("playing %zu frames of %d x %d H.264, headless, %d rounds\n", clip.units.size(), clip.nWidth,
+              clip.nHeight, kRounds);
+  MeasureCost(clip, clip.nWidth, clip.nHeight);
+  MeasureCost(clip, clip.nWidth / 2, clip.nHeight / 2);
+  MeasureLatency(clip);
+  QXSP_ReleaseSDK();
+  return 0;
+}
