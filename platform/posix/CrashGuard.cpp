@@ -4,7 +4,7 @@
 
 #include <dlfcn.h>
 #include <pthread.h>
-#include <setjmp.h>
+#include <setjmp.h>  // NOLINT(modernize-deprecated-headers): sigsetjmp is no part of <csetjmp>
 #include <sys/mman.h>
 #include <unistd.h>
 
