@@ -1,5 +1,4 @@
 // The exported functions: each checks its identifier, forwards to the player and converts the result.
-#include <cstddef>
 #include <string>
 
 #include "api/Notification.h"
@@ -8,9 +7,6 @@
 #include "player/Startup.h"
 #include "src/kitc/Log.h"
 #include "video/Screens.h"
-
-static_assert(sizeof(QXSP_RECT) == sizeof(RECT) && offsetof(QXSP_RECT, right) == offsetof(RECT, right));
-static_assert(sizeof(QXSP_SCREEN_RECT) == sizeof(ScreenRect));
 
 namespace {
 

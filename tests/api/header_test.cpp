@@ -13,33 +13,6 @@
 
 namespace {
 
-// Offsets of the byte layouts that hosts write.
-static_assert(sizeof(QXSP_SHORT_HEADER) == 32 && offsetof(QXSP_SHORT_HEADER, nVersion) == 3 &&
-              offsetof(QXSP_SHORT_HEADER, dwWidth) == 4 && offsetof(QXSP_SHORT_HEADER, dwHeight) == 8 &&
-              offsetof(QXSP_SHORT_HEADER, dwTotalFrames) == 12 &&
-              offsetof(QXSP_SHORT_HEADER, dwVideoStandard) == 16);
-static_assert(
-    sizeof(QXSP_FILE_HEADER) == 96 && offsetof(QXSP_FILE_HEADER, szMarker) == 32 &&
-    offsetof(QXSP_FILE_HEADER, wDeviceType) == 36 && offsetof(QXSP_FILE_HEADER, wVideoCodecID) == 38 &&
-    offsetof(QXSP_FILE_HEADER, wVideoDataType) == 40 && offsetof(QXSP_FILE_HEADER, wVideoFormat) == 42 &&
-    offsetof(QXSP_FILE_HEADER, wVideoWidth) == 44 && offsetof(QXSP_FILE_HEADER, wVideoHeight) == 46 &&
-    offsetof(QXSP_FILE_HEADER, wFrameRateNum) == 48 && offsetof(QXSP_FILE_HEADER, wFrameRateDen) == 50 &&
-    offsetof(QXSP_FILE_HEADER, wAudioCodecID) == 52 && offsetof(QXSP_FILE_HEADER, wAudioSampleRate) == 54 &&
-    offsetof(QXSP_FILE_HEADER, wAudioChannels) == 56 && offsetof(QXSP_FILE_HEADER, wAudioBits) == 58 &&
-    offsetof(QXSP_FILE_HEADER, dwRecFileTotalFrames) == 60 && offsetof(QXSP_FILE_HEADER, wRecFileType) == 64);
-static_assert(sizeof(QXSP_SCREEN_RECT) == 32 && offsetof(QXSP_SCREEN_RECT, rcWork) == 16);
-static_assert(sizeof(QXSP_MEDIA_FILE_INFO) == 20 && offsetof(QXSP_MEDIA_FILE_INFO, dwFrameRateDen) == 16);
-
-// The text pointer is the only one in a record: 36 bytes where it has 4.
-constexpr size_t kPointer = sizeof(void*);
-static_assert(offsetof(QXSP_OSD_ITEM, pszText) == kPointer &&
-              offsetof(QXSP_OSD_ITEM, nAnchor) == 2 * kPointer &&
-              offsetof(QXSP_OSD_ITEM, nX) == 2 * kPointer + 4 &&
-              offsetof(QXSP_OSD_ITEM, nY) == 2 * kPointer + 8 &&
-              offsetof(QXSP_OSD_ITEM, nRed) == 2 * kPointer + 12 &&
-              offsetof(QXSP_OSD_ITEM, nAlpha) == 2 * kPointer + 15 &&
-              sizeof(QXSP_OSD_ITEM) == (kPointer == 4 ? 36 : 48));
-
 // The surface description is the platform layer's under public names.
 static_assert(sizeof(QXSP_SURFACE_DESC) == sizeof(DDSURFACEDESC2) &&
               offsetof(QXSP_SURFACE_DESC, dwFlags) == offsetof(DDSURFACEDESC2, dwFlags) &&
