@@ -5,6 +5,8 @@
 #include "decode/H264Decoder.h"
 #include "decode/H265Decoder.h"
 #include "decode/PCMDecoder.h"
+#include "decode/QADDecoder.h"
+#include "decode/QDEC04Decoder.h"
 
 namespace {
 
@@ -38,12 +40,19 @@ std::shared_ptr<Decoder> OpenDecoder(uint32_t first, uint32_t second, uint32_t t
 
 std::shared_ptr<Decoder> CreateDecoder(uint32_t codecId, uint32_t first, uint32_t second, uint32_t third) {
   switch (codecId) {
+    case kCodecQdec04:
+      return OpenDecoder<QDEC04Decoder>(first, second, third);
     case kCodecH264:
       return OpenDecoder<H264Decoder>(first, second, third);
     case kCodecH265:
       return OpenDecoder<H265Decoder>(first, second, third);
     case kCodecPcm:
       return OpenDecoder<PCMDecoder>(first, second, third);
+    case kCodecAmr:
+    case kCodecAlaw:
+    case kCodecMulaw:
+    case kCodecAac:
+      return OpenDecoder<QADDecoder>(codecId, second, third);
     default:
       return nullptr;
   }
@@ -52,11 +61,13 @@ std::shared_ptr<Decoder> CreateDecoder(uint32_t codecId, uint32_t first, uint32_
 }  // namespace
 
 bool Decoder::InitSDK() {
+  QXD04_InitSDK();  // streams of the older codec are rare enough to go without
   return QXD05_InitSDK() != 0;
 }
 
 void Decoder::ReleaseSDK() {
   QXD05_ReleaseSDK();
+  QXD04_ReleaseSDK();
 }
 
 std::shared_ptr<Decoder> Decoder::CreateVideoDecoder(uint32_t codecId, uint32_t width, uint32_t height,

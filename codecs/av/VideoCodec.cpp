@@ -1,26 +1,17 @@
 #include "codecs/av/VideoCodec.h"
 
 extern "C" {
-#include <libavutil/imgutils.h>
-#include <libavutil/pixdesc.h>
 #include <libswscale/swscale.h>
 }
 
-#include <climits>
-#include <cstring>
 #include <new>
+
+#include "codecs/av/Silence.h"
 
 namespace {
 
 // Larger pictures come from damaged headers only, and would take gigabytes.
 constexpr int kMaxSide = 10000;
-// Inputs are rounded up to this many bytes so that a growing frame seldom means a new buffer.
-constexpr size_t kInputGranule = 64 * 1024;
-// Added to the level of every message of a context, which takes it out of reach of any log level: what a
-// damaged stream provokes stays off the host's stderr, and the log level, which is one for the process, stays
-// the host's own. The level's higher bytes carry other marks, so the sum must fit into one.
-constexpr int kSilence = 128;
-static_assert(AV_LOG_TRACE + kSilence < 256);
 
 int GetBuffer(AVCodecContext* context, AVFrame* frame, int flags) {
   if (frame->width > kMaxSide || frame->height > kMaxSide) return AVERROR(EINVAL);
@@ -65,19 +56,7 @@ bool RowsAreReadable(AVFrame& frame) {
 
 }  // namespace
 
-void VideoCodec::ContextDeleter::operator()(AVCodecContext* context) const {
-  avcodec_free_context(&context);
-}
-
-void VideoCodec::FrameDeleter::operator()(AVFrame* frame) const {
-  av_frame_free(&frame);
-}
-
-void VideoCodec::PacketDeleter::operator()(AVPacket* packet) const {
-  av_packet_free(&packet);
-}
-
-void VideoCodec::ScalerDeleter::operator()(SwsContext* scaler) const {
+void VideoCodec::ScalerFree::operator()(SwsContext* scaler) const {
   sws_freeContext(scaler);
 }
 
@@ -87,16 +66,16 @@ std::unique_ptr<VideoCodec> VideoCodec::Create(AVCodecID codecId) {
   std::unique_ptr<VideoCodec> self(new (std::nothrow) VideoCodec);
   if (self == nullptr) return nullptr;
   self->m_pContext.reset(avcodec_alloc_context3(codec));
-  self->m_pInput.reset(av_packet_alloc());
   self->m_pFrame.reset(av_frame_alloc());
   self->m_pNext.reset(av_frame_alloc());
   self->m_pConverted.reset(av_frame_alloc());
-  if (!self->m_pContext || !self->m_pInput || !self->m_pFrame || !self->m_pNext || !self->m_pConverted)
+  if (!self->m_Input.Create() || !self->m_pContext || !self->m_pFrame || !self->m_pNext ||
+      !self->m_pConverted)
     return nullptr;
   AVCodecContext& context = *self->m_pContext;
   context.thread_count = 1;
   context.flags |= AV_CODEC_FLAG_LOW_DELAY;
-  context.log_level_offset = kSilence;
+  context.log_level_offset = kLogSilence;
   context.get_buffer2 = GetBuffer;
   if (avcodec_open2(&context, codec, nullptr) < 0) return nullptr;
   return self;
@@ -108,8 +87,8 @@ VideoCodec::Result VideoCodec::Decode(const uint8_t* data, uint32_t size, VideoP
     m_bDraining = false;
     m_bWaitForKeyFrame = true;
   }
-  if (!Fill(data, size)) return Result::kFailed;
-  const bool accepted = avcodec_send_packet(m_pContext.get(), m_pInput.get()) >= 0;
+  if (!m_Input.Fill(data, size)) return Result::kFailed;
+  const bool accepted = avcodec_send_packet(m_pContext.get(), m_Input.Packet()) >= 0;
   // A damaged frame may be reported as an error and still give a picture: concealed damage shows more than a
   // frozen view.
   if (ReceiveNewest()) return Deliver(planes);
@@ -123,24 +102,6 @@ VideoCodec::Result VideoCodec::Drain(VideoPlanes& planes) {
   }
   if (avcodec_receive_frame(m_pContext.get(), m_pFrame.get()) < 0) return Result::kNoPicture;
   return Deliver(planes);
-}
-
-// libavcodec reads up to AV_INPUT_BUFFER_PADDING_SIZE bytes past the end of its input, the caller's buffer
-// may end at a page: copy.
-bool VideoCodec::Fill(const uint8_t* data, uint32_t size) {
-  if (data == nullptr || size == 0 || size > INT_MAX - kInputGranule) return false;
-  const size_t needed = static_cast<size_t>(size) + AV_INPUT_BUFFER_PADDING_SIZE;
-  AVPacket& input = *m_pInput;
-  if (input.buf == nullptr || input.buf->size < needed || av_buffer_is_writable(input.buf) == 0) {
-    av_packet_unref(&input);
-    input.buf = av_buffer_alloc((needed + kInputGranule - 1) / kInputGranule * kInputGranule);
-    if (input.buf == nullptr) return false;
-  }
-  std::memcpy(input.buf->data, data, size);
-  std::memset(input.buf->data + size, 0, AV_INPUT_BUFFER_PADDING_SIZE);
-  input.data = input.buf->data;
-  input.size = static_cast<int>(size);
-  return true;
 }
 
 bool VideoCodec::ReceiveNewest() {

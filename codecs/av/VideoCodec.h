@@ -2,12 +2,11 @@
 // reordering needs, 8-bit 4:2:0 out.
 #pragma once
 
-extern "C" {
-#include <libavcodec/avcodec.h>
-}
-
 #include <cstdint>
 #include <memory>
+
+#include "codecs/av/AvOwners.h"
+#include "codecs/av/PaddedInput.h"
 
 struct SwsContext;
 
@@ -35,33 +34,22 @@ class VideoCodec {
   Result Drain(VideoPlanes& planes);
 
  private:
-  struct ContextDeleter {
-    void operator()(AVCodecContext* context) const;
-  };
-  struct FrameDeleter {
-    void operator()(AVFrame* frame) const;
-  };
-  struct PacketDeleter {
-    void operator()(AVPacket* packet) const;
-  };
-  struct ScalerDeleter {
+  struct ScalerFree {
     void operator()(SwsContext* scaler) const;
   };
 
   VideoCodec() = default;
-  bool Fill(const uint8_t* data, uint32_t size);
   bool ReceiveNewest();
   Result Deliver(VideoPlanes& planes);
   const AVFrame* Convert();
 
-  std::unique_ptr<AVCodecContext, ContextDeleter> m_pContext;
-  std::unique_ptr<AVPacket, PacketDeleter> m_pInput;  // padded copy of the input; its buffer only grows
-  std::unique_ptr<AVFrame, FrameDeleter> m_pFrame;    // the picture handed out, in the codec's memory
-  std::unique_ptr<AVFrame, FrameDeleter> m_pNext;
-  std::unique_ptr<AVFrame, FrameDeleter>
-      m_pConverted;  // the picture handed out when m_pFrame is not plain 4:2:0
-  std::unique_ptr<SwsContext, ScalerDeleter> m_pScaler;
-  bool m_bWaitForKeyFrame =
-      true;  // pictures without their references are noise: hold them until the first complete one
+  AvContext m_pContext;
+  PaddedInput m_Input;
+  AvFrame m_pFrame;  // the picture handed out, in the codec's memory
+  AvFrame m_pNext;
+  AvFrame m_pConverted;  // the picture handed out when m_pFrame is not plain 4:2:0
+  std::unique_ptr<SwsContext, ScalerFree> m_pScaler;
+  // Pictures without their references are noise: none is handed out before the first complete one.
+  bool m_bWaitForKeyFrame = true;
   bool m_bDraining = false;
 };

@@ -32,14 +32,14 @@ typedef struct QXD05_Picture {
   uint32_t bPresent;       /* 0: the frame completed no picture, and nothing else in this record counts */
 } QXD05_Picture;
 
-QXD_ASSERT_OFFSET32(QXD05_Input, dwLength, 0);
+QXD_ASSERT_OFFSET(QXD05_Input, dwLength, 0);
 QXD_ASSERT_OFFSET32(QXD05_Input, pData, 4);
 QXD_ASSERT_SIZE32(QXD05_Input, 8);
-QXD_ASSERT_OFFSET32(QXD05_Picture, nWidth, 0);
-QXD_ASSERT_OFFSET32(QXD05_Picture, nHeight, 4);
-QXD_ASSERT_OFFSET32(QXD05_Picture, nLumaStride, 8);
-QXD_ASSERT_OFFSET32(QXD05_Picture, nChroma1Stride, 12);
-QXD_ASSERT_OFFSET32(QXD05_Picture, nChroma2Stride, 16);
+QXD_ASSERT_OFFSET(QXD05_Picture, nWidth, 0);
+QXD_ASSERT_OFFSET(QXD05_Picture, nHeight, 4);
+QXD_ASSERT_OFFSET(QXD05_Picture, nLumaStride, 8);
+QXD_ASSERT_OFFSET(QXD05_Picture, nChroma1Stride, 12);
+QXD_ASSERT_OFFSET(QXD05_Picture, nChroma2Stride, 16);
 QXD_ASSERT_OFFSET32(QXD05_Picture, pLuma, 20);
 QXD_ASSERT_OFFSET32(QXD05_Picture, pChroma1, 24);
 QXD_ASSERT_OFFSET32(QXD05_Picture, pChroma2, 28);
