@@ -56,6 +56,20 @@ int OpenHandle(const char* name, PcmHandle& handle) {
   return error;
 }
 
+// The plugins of sound servers tell some troubles by the state alone.
+int StateError(snd_pcm_state_t state) {
+  switch (state) {
+    case SND_PCM_STATE_XRUN:
+      return -EPIPE;
+    case SND_PCM_STATE_SUSPENDED:
+      return -ESTRPIPE;
+    case SND_PCM_STATE_DISCONNECTED:
+      return -ENODEV;
+    default:
+      return 0;
+  }
+}
+
 class AlsaPcm final : public PcmDevice {
  public:
   explicit AlsaPcm(PcmHandle handle) : m_pPcm(std::move(handle)) {}
@@ -106,7 +120,8 @@ bool AlsaPcm::Query(uint32_t& roomFrames, uint32_t& unheardFrames) {
   unheardFrames = 0;
   snd_pcm_sframes_t available = 0;
   snd_pcm_sframes_t delay = 0;
-  const int error = snd_pcm_avail_delay(m_pPcm.get(), &available, &delay);
+  int error = StateError(snd_pcm_state(m_pPcm.get()));
+  if (error == 0) error = snd_pcm_avail_delay(m_pPcm.get(), &available, &delay);
   if (error < 0) {
     if (!Recover(error)) return false;
     if (snd_pcm_state(m_pPcm.get()) == SND_PCM_STATE_PREPARED) roomFrames = m_nAhead;

@@ -1,0 +1,229 @@
+// The pump pass by pass, with a PCM device and a clock that the test holds.
+#include "platform/posix/SoundPump.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstring>
+#include <random>
+#include <vector>
+
+#include "tests/support/ManualClock.h"
+
+namespace platform {
+namespace {
+
+constexpr SoundFormat kFormat{8000, 1, 16};
+constexpr uint32_t kFrames = 3200;
+constexpr uint32_t kAhead = 480;  // 60 ms
+
+// What the device does, outliving its openings.
+struct Script {
+  bool bAbsent = false;
+  bool bGone = false;            // from now on every call finds it gone
+  uint32_t nTakes = UINT32_MAX;  // at most so many frames a write
+  bool bSwallows = false;        // consumes at once, like a file
+  uint32_t nHeld = 0;            // given and not played
+  uint32_t nExtraDelay = 0;      // of a sound server
+  std::vector<int16_t> sound;    // all that it was given
+  int nOpens = 0;
+  int nLive = 0;
+
+  void Play(uint32_t frames) { nHeld -= std::min(nHeld, frames); }
+};
+
+class ScriptedPcm final : public PcmDevice {
+ public:
+  explicit ScriptedPcm(Script& script) : m_Script(script) { ++m_Script.nLive; }
+  ~ScriptedPcm() override { --m_Script.nLive; }
+  uint32_t AheadFrames() const override { return kAhead; }
+  bool Query(uint32_t& room, uint32_t& unheard) override {
+    room = m_Script.bSwallows ? kAhead : kAhead - m_Script.nHeld;
+    unheard = m_Script.nHeld + m_Script.nExtraDelay;
+    return !m_Script.bGone;
+  }
+  int32_t Write(const uint8_t* sound, uint32_t frames) override {
+    if (m_Script.bGone) return -1;
+    const uint32_t taken = std::min(frames, m_Script.nTakes);
+    const size_t before = m_Script.sound.size();
+    m_Script.sound.resize(before + taken);
+    std::memcpy(m_Script.sound.data() + before, sound, taken * sizeof(int16_t));
+    if (!m_Script.bSwallows) m_Script.nHeld += taken;
+    return static_cast<int32_t>(taken);
+  }
+
+ private:
+  Script& m_Script;
+};
+
+class ScriptedOpener final : public PcmOpener {
+ public:
+  explicit ScriptedOpener(Script& script) : m_Script(script) {}
+  std::unique_ptr<PcmDevice> Open(const SoundFormat&) override {
+    ++m_Script.nOpens;
+    return m_Script.bAbsent ? nullptr : std::make_unique<ScriptedPcm>(m_Script);
+  }
+
+ private:
+  Script& m_Script;
+};
+
+class SoundPumpTest : public testing::Test {
+ protected:
+  // Frame number n of the loop has the value n.
+  SoundPumpTest() {
+    EXPECT_TRUE(m_Loop.Create(kFormat, kFrames * 2));
+    for (uint32_t i = 0; i < kFrames; ++i) {
+      const auto value = static_cast<int16_t>(i);
+      std::memcpy(m_Loop.Draft() + i * 2, &value, 2);
+    }
+    EXPECT_TRUE(m_Loop.Publish(m_Loop.Draft(), kFrames * 2));
+  }
+  void PassAfter(uint32_t ms) {
+    m_Clock.Advance(ms);
+    m_Pump.Pass();
+  }
+  uint32_t Heard() { return m_Pump.Position().play / 2; }
+  uint32_t Taken() { return m_Pump.Position().write / 2; }
+  void ExpectInOrder(uint32_t first, uint32_t frames) {
+    ASSERT_EQ(m_Card.sound.size(), frames);
+    for (uint32_t i = 0; i < frames; ++i)
+      ASSERT_EQ(m_Card.sound[i], static_cast<int16_t>((first + i) % kFrames)) << i;
+  }
+
+  ManualClock m_Clock;
+  Script m_Card;
+  ScriptedOpener m_Opener{m_Card};
+  SoundLoop m_Loop;
+  SoundPump m_Pump{m_Loop, m_Opener};
+};
+
+TEST_F(SoundPumpTest, KeepsTheDeviceAheadRoundAfterRound) {
+  m_Pump.Begin(6000);
+  EXPECT_EQ(Heard(), 3000u);
+  uint32_t played = 0;
+  for (int pass = 0; pass < 400; ++pass) {
+    m_Pump.Pass();
+    ASSERT_EQ(m_Card.nHeld, kAhead);
+    ASSERT_EQ(Heard(), (3000 + played) % kFrames);
+    ASSERT_EQ(Taken(), (3000 + played + kAhead) % kFrames);
+    m_Clock.Advance(10);
+    ASSERT_EQ(Heard(), (3000 + played + 80) % kFrames) << "between two passes";
+    m_Card.Play(80);
+    played += 80;
+  }
+  ExpectInOrder(3000, played + kAhead - 80);
+}
+
+TEST_F(SoundPumpTest, ShortWritesAndAStallLoseNothing) {
+  m_Card.nTakes = 7;
+  m_Pump.Begin(0);
+  for (int pass = 0; pass < 100; ++pass)
+    PassAfter(1);
+  EXPECT_EQ(m_Card.nHeld, kAhead);
+  // The device stops consuming: the pump waits, and the cursor never passes what was taken.
+  for (int pass = 0; pass < 100; ++pass)
+    PassAfter(15);
+  EXPECT_LE(Heard(), kAhead);
+  m_Card.nTakes = UINT32_MAX;
+  m_Card.Play(kAhead);
+  PassAfter(15);
+  ExpectInOrder(0, 2 * kAhead);
+}
+
+TEST_F(SoundPumpTest, TheCursorNeverGoesBack) {
+  std::mt19937 random(3);
+  m_Pump.Begin(0);
+  m_Pump.Pass();
+  uint32_t last = Heard();
+  for (int pass = 0; pass < 5000; ++pass) {
+    m_Card.Play(random() % 160);
+    m_Card.nExtraDelay = random() % 400;
+    PassAfter(random() % 20);
+    const uint32_t now = Heard();
+    ASSERT_LT((now + kFrames - last) % kFrames, kFrames / 2) << "from " << last << " to " << now;
+    // Nor does it lag by what a sound server adds.
+    ASSERT_LE((Taken() + kFrames - now) % kFrames, kAhead);
+    last = now;
+  }
+}
+
+TEST_F(SoundPumpTest, AJumpLeavesNoGapInWhatIsHeard) {
+  m_Pump.Begin(0);
+  m_Pump.Pass();
+  m_Card.Play(80);
+  m_Clock.Advance(10);
+  m_Pump.Seek((80 + 320) * 2);
+  EXPECT_EQ(Heard(), 400u);
+  EXPECT_EQ(Taken(), kAhead + 320);
+  m_Pump.Pass();
+  // What the device had comes first, then the sound from 320 frames further on.
+  ASSERT_EQ(m_Card.sound.size(), kAhead + 80);
+  EXPECT_EQ(m_Card.sound[kAhead - 1], static_cast<int16_t>(kAhead - 1));
+  EXPECT_EQ(m_Card.sound[kAhead], static_cast<int16_t>(kAhead + 320));
+  m_Pump.Seek(0);
+  EXPECT_EQ(Heard(), 0u);
+}
+
+TEST_F(SoundPumpTest, SilenceStandsInForAMissingDevice) {
+  m_Card.bAbsent = true;
+  m_Pump.Begin(0);
+  for (int pass = 0; pass < 99; ++pass)
+    PassAfter(10);
+  EXPECT_EQ(m_Card.nOpens, 1);
+  EXPECT_EQ(Heard(), 990u * 8 % kFrames);
+  PassAfter(20);
+  EXPECT_EQ(m_Card.nOpens, 2);
+  m_Card.bAbsent = false;
+  PassAfter(990);
+  EXPECT_EQ(m_Card.nOpens, 2);
+  const uint32_t position = Heard();
+  PassAfter(10);
+  EXPECT_EQ(m_Card.nOpens, 3);
+  ExpectInOrder(position, kAhead);
+  EXPECT_FALSE(m_Pump.TakeLoss()) << "it was never there";
+}
+
+TEST_F(SoundPumpTest, ADeviceThatGoesIsClosedAndFoundAgain) {
+  for (const bool inWrite : {false, true}) {
+    m_Card = Script{};
+    m_Pump.Begin(0);
+    PassAfter(0);
+    m_Card.Play(80);
+    if (inWrite) {
+      m_Card.nTakes = 0;
+      PassAfter(10);
+    }
+    m_Card.bGone = true;
+    PassAfter(10);
+    EXPECT_EQ(m_Card.nLive, 0);
+    EXPECT_TRUE(m_Pump.TakeLoss());
+    EXPECT_FALSE(m_Pump.TakeLoss());
+    EXPECT_EQ(Heard(), kAhead) << "nothing that it held will be heard";
+    m_Card.bAbsent = true;
+    PassAfter(500);
+    EXPECT_EQ(Heard(), (kAhead + 4000) % kFrames);
+    m_Card.bAbsent = m_Card.bGone = false;
+    m_Card.nTakes = UINT32_MAX;
+    m_Card.nHeld = 0;
+    PassAfter(500);
+    EXPECT_EQ(m_Card.nLive, 1);
+    EXPECT_EQ(m_Card.nHeld, kAhead);
+    m_Pump.End();
+    EXPECT_EQ(m_Card.nLive, 0);
+  }
+}
+
+TEST_F(SoundPumpTest, ADeviceThatSwallowsEverythingIsHeldToTheClock) {
+  m_Card.bSwallows = true;
+  m_Pump.Begin(0);
+  for (int pass = 0; pass < 1000; ++pass) {
+    PassAfter(1);
+    m_Pump.Pass();
+  }
+  EXPECT_GE(m_Card.sound.size(), 8000u);
+  EXPECT_LE(m_Card.sound.size(), 8000u + kAhead + 8000 / 200);
+}
+
+}  // namespace
+}  // namespace platform
