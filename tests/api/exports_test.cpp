@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
-#include <regex>
 #include <set>
 #include <string>
 #include <vector>
@@ -99,15 +98,10 @@ std::vector<std::string> SourceLines(const std::string& path) {
   return lines;
 }
 
-// What `pattern` captures in the lines of a source file.
-std::vector<std::string> Captures(const std::string& path, const std::string& pattern) {
-  std::vector<std::string> found;
-  const std::regex expression(pattern);
-  for (const std::string& line : SourceLines(path)) {
-    std::smatch match;
-    if (std::regex_search(line, match, expression)) found.push_back(match[1]);
-  }
-  return found;
+std::vector<std::string> LinesThatBegin(const std::string& path, const std::string& begin) {
+  std::vector<std::string> lines = SourceLines(path);
+  std::erase_if(lines, [&begin](const std::string& line) { return !line.starts_with(begin); });
+  return lines;
 }
 
 TEST(SharedLibrary, ShowsItsExportsAndNothingElse) {
@@ -157,18 +151,17 @@ TEST(SharedLibrary, LoadsAndUnloadsTwice) {
 }
 
 TEST(ExportLists, AgreeWithTheHeader) {
-  EXPECT_THAT(Captures("api/qxsdkp.map", "^ +(QXSP_\\w+);$"), ElementsAreArray(Names()));
-
+  std::vector<std::string> mapped;
   std::vector<std::string> decorated;
   for (const Export& one : kExports) {
     const std::string name = one.name + "@" + std::to_string(4 * one.arguments);
-    decorated.push_back("_" + name + " = " + name);
+    mapped.push_back("    " + one.name + ";");
+    decorated.push_back("  _" + name + " = " + name);
   }
-  EXPECT_THAT(Captures("api/qxsdkp.def", "^ +(_QXSP_.*)$"), ElementsAreArray(decorated));
-
-  const std::vector<std::string> declared =
-      Captures("include/qxsdkp.h", "^QXSP_API .* QXSP_CALL (QXSP_\\w+)\\(");
-  EXPECT_THAT(declared, testing::UnorderedElementsAreArray(Names()));
+  EXPECT_THAT(LinesThatBegin("api/qxsdkp.map", "    Q"), ElementsAreArray(mapped));
+  EXPECT_THAT(LinesThatBegin("api/qxsdkp.def", "  "), ElementsAreArray(decorated));
+  // Each name was taken from the header by the compiler; that there are no others, only its text tells.
+  EXPECT_EQ(LinesThatBegin("include/qxsdkp.h", "QXSP_API ").size(), kExports.size());
 }
 
 TEST(ExportLists, EveryExportIsDocumented) {
