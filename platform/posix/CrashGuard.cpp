@@ -13,6 +13,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstddef>
+#include <cstring>
 
 namespace {
 
@@ -97,10 +98,21 @@ void PassOn(int signal, siginfo_t* info, void* context) {
   if (!ignored) DieOf(signal, *info);
 }
 
+// Gives the thread the signal mask that it had when it faulted. Ours blocks nothing, but a host's handler,
+// installed later and passing faults on to us, may.
+void RestoreSignalMask(const void* context) {
+  constexpr size_t kKernelMaskBytes = (_NSIG - 1) / 8;  // what the kernel fills of the larger sigset_t
+  sigset_t mask;
+  sigemptyset(&mask);
+  std::memcpy(&mask, &static_cast<const ucontext_t*>(context)->uc_sigmask, kKernelMaskBytes);
+  pthread_sigmask(SIG_SETMASK, &mask, nullptr);
+}
+
 void OnFault(int signal, siginfo_t* info, void* context) {
   Guard* const guard = t_pInnermost;
   if (guard != nullptr && IsFaultOfThisThread(*info)) {
     t_pInnermost = guard->outer;
+    RestoreSignalMask(context);
     siglongjmp(guard->resume, 1);
   }
   const int error = errno;
@@ -136,7 +148,7 @@ bool InstallHandlers() {
     sigaction(kFaults[i], nullptr, &g_Earlier[i].action);
     struct sigaction action {};
     action.sa_sigaction = OnFault;
-    // Not deferred: we leave the handler by a jump, which would keep a deferred signal blocked.
+    // Not deferred: what we pass a fault on to must be able to raise the signal again.
     action.sa_flags = SA_SIGINFO | SA_ONSTACK | SA_NODEFER;
     sigemptyset(&action.sa_mask);
     sigaction(kFaults[i], &action, nullptr);
