@@ -94,6 +94,13 @@ TEST_F(FrameBufferPoolTest, ARefusedAllocationLosesOneFrameAndWaits) {
   EXPECT_EQ(Key(), kPushQueued);
 }
 
+TEST_F(FrameBufferPoolTest, OneAllocationAFrame) {
+  pool.ResetForLive();
+  clock.FailAllocationsAfter(3);
+  for (int i = 0; i < 3; ++i) EXPECT_EQ(Key(), kPushQueued);
+  EXPECT_EQ(Key(), kPushNoMemory);
+}
+
 TEST_F(FrameBufferPoolTest, FramesComeBackInTimestampOrderWithTheirOwnBytes) {
   pool.ResetForLive();
   pool.SetAVOffset(200);
