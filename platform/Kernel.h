@@ -13,9 +13,10 @@
 
 #include <cstdio>
 
-// fopen() that takes `\` as a separator on every system and, where the system can, keeps the file from being inherited by child processes.
-// Returns null, with errno set, when the file cannot be opened.
+// fopen() that takes `\` as a separator on every system and, where the system can, keeps the file from being
+// inherited by child processes. Returns null, with errno set, when the file cannot be opened.
 std::FILE* PlatformOpenFile(const char* path, const char* mode);
 
-// Writes text to the process's standard output at once. A closed or broken output is ignored and raises no signal.
+// Writes text to the process's standard output at once. A closed or broken output is ignored and raises no
+// signal.
 void PlatformWriteStandardOutput(const char* text);

@@ -1,5 +1,6 @@
-// The subset of the Win32 kernel services that the library calls, declared for POSIX systems with the meaning that Windows gives them.
-// Failures are reported through the return value and GetLastError(), which holds an errno value here.
+// The subset of the Win32 kernel services that the library calls, declared for POSIX systems with the meaning
+// that Windows gives them. Failures are reported through the return value and GetLastError(), which holds an
+// errno value here.
 #pragma once
 
 #include <pthread.h>
@@ -49,12 +50,12 @@ void EnterCriticalSection(CRITICAL_SECTION* section);
 void LeaveCriticalSection(CRITICAL_SECTION* section);
 void DeleteCriticalSection(CRITICAL_SECTION* section);
 
-// Starts a thread with `stackBytes` of stack. Returns its handle, or 0 with errno set. Flags and security are ignored. The thread takes
-// none of the signals that are sent to the process: those are the host's.
-uintptr_t _beginthreadex(void* security, unsigned stackBytes, unsigned(__stdcall* start)(void*), void* argument,
-                         unsigned flags, unsigned* threadId);
-// Waits for a thread handle. Only INFINITE is supported as time-out; a second wait on the same handle returns at once. WAIT_FAILED for a
-// null handle and for a thread that waits for itself.
+// Starts a thread with `stackBytes` of stack. Returns its handle, or 0 with errno set. Flags and security are
+// ignored. The thread takes none of the signals that are sent to the process: those are the host's.
+uintptr_t _beginthreadex(void* security, unsigned stackBytes, unsigned(__stdcall* start)(void*),
+                         void* argument, unsigned flags, unsigned* threadId);
+// Waits for a thread handle. Only INFINITE is supported as time-out; a second wait on the same handle returns
+// at once. WAIT_FAILED for a null handle and for a thread that waits for itself.
 DWORD WaitForSingleObject(HANDLE thread, DWORD timeoutMs);
 // Releases a thread handle; a thread that nobody waited for runs on detached.
 BOOL CloseHandle(HANDLE thread);
@@ -75,7 +76,8 @@ struct SYSTEMTIME {
 };
 void GetLocalTime(SYSTEMTIME* now);
 
-// The path of the running executable (module must be null); the result is cut and zero-terminated when it does not fit.
+// The path of the running executable (module must be null); the result is cut and zero-terminated when it
+// does not fit.
 DWORD GetModuleFileNameA(HMODULE module, char* path, DWORD capacity);
 BOOL CreateDirectoryA(const char* path, void* security);
 constexpr DWORD INVALID_FILE_ATTRIBUTES = 0xFFFFFFFF;
@@ -92,7 +94,8 @@ HLOCAL LocalFree(HLOCAL memory);
 
 DWORD GetLastError();
 void SetLastError(DWORD code);
-// With FORMAT_MESSAGE_ALLOCATE_BUFFER, which is the only way here, `buffer` is really a char** that receives memory for LocalFree. The text
-// has no line end. Returns its length, 0 (and a null pointer) for a code without text.
-DWORD FormatMessageA(DWORD flags, const void* source, DWORD messageId, DWORD languageId, char* buffer, DWORD size,
-                     void* arguments);
+// With FORMAT_MESSAGE_ALLOCATE_BUFFER, which is the only way here, `buffer` is really a char** that receives
+// memory for LocalFree. The text has no line end. Returns its length, 0 (and a null pointer) for a code
+// without text.
+DWORD FormatMessageA(DWORD flags, const void* source, DWORD messageId, DWORD languageId, char* buffer,
+                     DWORD size, void* arguments);

@@ -73,8 +73,7 @@ std::FILE* PlatformOpenFile(const char* path, const char* mode) {
     errno = EINVAL;
     return nullptr;
   }
-  std::strcpy(modeAndFlags, mode);
-  std::strcat(modeAndFlags, "e");  // closed in child processes
+  std::snprintf(modeAndFlags, sizeof modeAndFlags, "%se", mode);  // e: closed in child processes
   return std::fopen(native.Text(), modeAndFlags);
 }
 

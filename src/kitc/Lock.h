@@ -10,7 +10,8 @@ void kitc_lock_enter(CRITICAL_SECTION* section);
 void kitc_lock_leave(CRITICAL_SECTION* section);
 void kitc_lock_destroy(CRITICAL_SECTION* section);
 
-// A lock that an object owns by value. It can always be taken: when the section cannot be allocated, one inside the object is used.
+// A lock that an object owns by value. It can always be taken: when the section cannot be allocated, one
+// inside the object is used.
 class CAPABILITY("mutex") Lock {
  public:
   Lock();
