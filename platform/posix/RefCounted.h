@@ -28,6 +28,7 @@ class RefCounted : public Interface {
   }
 
  protected:
+  // NOLINTNEXTLINE(modernize-use-override): as above
   virtual ~RefCounted() = default;
 
  private:

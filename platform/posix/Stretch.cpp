@@ -188,13 +188,16 @@ HRESULT StretchAsRgb(const PixelImage& source, const RECT& sourceRect, const Str
   uint8_t* const memory = scratch.Reserve(converted.nBytes + band.nBytes + kReadAheadBytes);
   if (memory == nullptr) return DDERR_OUTOFMEMORY;
 
-  const uint8_t* pixels = At(source.pBytes, source.nPitch, y.nSource, x.nSource * 4);
-  int32_t pitch = source.nPitch;
+  const uint8_t* pixels;
+  int32_t pitch;
   if (isConverted) {
     ConvertToRgb(source, sourceRect, x.nSource - before, y.nSource,
                  {memory, converted.nPitch, before + x.nSourceLength, y.nSourceLength});
-    pixels = At(memory, 0, 0, before * 4);
+    pixels = memory + before * 4;
     pitch = converted.nPitch;
+  } else {
+    pixels = At(source.pBytes, source.nPitch, y.nSource, x.nSource * 4);
+    pitch = source.nPitch;
   }
   uint8_t* const stretched = isCut ? memory + converted.nBytes : output.pBytes;
   const int32_t stretchedPitch = isCut ? band.nPitch : output.nPitch;

@@ -229,6 +229,7 @@ TEST_F(SurfaceTest, PlayersDrawSideBySide) {
   constexpr int kPlayers = 4;
   std::atomic<int> failures = 0;
   std::vector<std::thread> players;
+  players.reserve(kPlayers);
   for (int player = 0; player < kPlayers; ++player) {
     players.emplace_back([&, player] {
       const auto picture = CreateSurface(Device(), FourCCDesc(80, 60, kYv12));

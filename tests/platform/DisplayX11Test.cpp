@@ -322,6 +322,7 @@ TEST_P(X11PictureTest, ManyThreadsShowInTheirOwnWindows) {
     windows[static_cast<size_t>(i)] = m_Host->CreateWindow(static_cast<int16_t>(i * 200), 0, 200, 150);
   std::atomic<int> failures = 0;
   std::vector<std::thread> players;
+  players.reserve(kPlayers);
   for (int i = 0; i < kPlayers; ++i) {
     players.emplace_back([&, i] {
       DDSURFACEDESC2 primaryDesc = EmptyDesc();

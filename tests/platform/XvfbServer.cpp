@@ -1,10 +1,11 @@
 // Starts Xvfb and waits until it takes clients.
 #include "tests/platform/XvfbServer.h"
 
-#include <signal.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
+
+#include <csignal>
 
 XvfbServer::XvfbServer(const std::vector<std::string>& moreArguments) {
   int ready[2];
@@ -14,6 +15,7 @@ XvfbServer::XvfbServer(const std::vector<std::string>& moreArguments) {
                                         "1280x1024x24", "-nolisten",  "tcp",      "-noreset"};
   arguments.insert(arguments.end(), moreArguments.begin(), moreArguments.end());
   std::vector<char*> argv;
+  argv.reserve(arguments.size() + 1);
   for (std::string& argument : arguments)
     argv.push_back(argument.data());
   argv.push_back(nullptr);
