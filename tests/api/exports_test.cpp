@@ -127,6 +127,10 @@ TEST(SharedLibrary, NeedsOnlyTheSystemAndTheCodecLibraries) {
 }
 
 TEST(SharedLibrary, LoadsAndUnloadsTwice) {
+#ifdef QX_SANITIZED
+  // Libraries below libavcodec lose memory when they are unloaded; kept loaded, only our own leaks are found.
+  ASSERT_NE(dlopen(QX_CODEC_LIBRARY, RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE), nullptr) << dlerror();
+#endif
   for (int round = 1; round <= 2; round++) {
     SCOPED_TRACE(round);
     void* const library = dlopen(QX_LIBRARY, RTLD_NOW | RTLD_LOCAL);

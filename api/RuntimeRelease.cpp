@@ -1,0 +1,17 @@
+// Gives back, when the shared library is unloaded, what the C++ runtime inside it took at its start. Part of
+// the shared library only: a program shares the runtime with others and must not release it.
+
+namespace __gnu_cxx {
+// libstdc++'s own, declared in none of its headers: releases the memory kept for exceptions when all other is
+// exhausted (72 KB).
+extern void __freeres();
+}  // namespace __gnu_cxx
+
+namespace {
+
+// The lowest priority that is free to use, so that it runs after every static object has gone.
+[[gnu::destructor(101)]] void ReleaseRuntime() {
+  __gnu_cxx::__freeres();
+}
+
+}  // namespace
