@@ -96,6 +96,14 @@ TEST(VideoClips, FollowsASizeChangeInMidStream) {
   }
 }
 
+TEST(VideoClips, RefusesPicturesWiderThanTenThousand) {
+  Feeder feeder(kCodecH264);
+  for (const Bytes& unit : AccessUnits("wide.h264")) {
+    EXPECT_FALSE(feeder.Feed(unit));
+    EXPECT_FALSE(feeder.Picture().bHasImage);
+  }
+}
+
 TEST(VideoClips, ShowsNothingBeforeTheFirstKeyFrame) {
   for (const char* name : {"plain.h264", "plain.h265", "plain.m4v"}) {
     const std::vector<Bytes> units = AccessUnits(name);
