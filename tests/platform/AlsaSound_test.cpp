@@ -39,7 +39,8 @@ class AlsaTest : public testing::Test {
         << "pcm.recorder { type file slave.pcm sink format raw file \"" << fifo << "\" }\n"
         << "pcm.hifi { type plug slave { pcm recorder rate 48000 channels 2 format S16_LE } }\n"
         << "pcm_type.faulty { lib \"" << FAULTY_CARD << "\" }\n"
-        << "pcm.faulty { type faulty }\n";
+        << "pcm.faulty { type faulty }\n"
+        << "pcm.default { type faulty }\n";
     setenv("ALSA_CONFIG_PATH", path.c_str(), 1);
   }
   ~AlsaTest() override {
