@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstring>
 
 namespace {
 
@@ -42,10 +43,11 @@ int Session::Run() {
   PlaceAll();
   for (const auto& feeder : m_Feeders)
     feeder->Start();
-  Loop();
+  const bool orderly = Loop();
   for (const auto& feeder : m_Feeders)
     feeder->Stop();
-  return Finish() ? 0 : 1;
+  if (!orderly) m_Console.Complain("the window is gone");
+  return Finish() && orderly ? 0 : 1;
 }
 
 bool Session::MakePlayers() {
@@ -74,6 +76,17 @@ void Session::PlaceAll() {
   for (size_t i = 0; i < m_Players.size(); ++i) {
     m_Players[i]->Place(m_Host.Window(), CellOf(grid, window, static_cast<int>(i)));
   }
+  FillAroundPictures();
+  m_bFillAgain = true;
+}
+
+// Wipes away pictures that were on their way while the window moved and went astray.
+void Session::FillAroundPictures() {
+  std::vector<Area> tiles;
+  for (const auto& player : m_Players)
+    tiles.push_back(player->Tile());
+  m_Host.FillAround(m_Host.DesktopArea(), tiles);
+  m_bFillAgain = false;
 }
 
 void Session::RedrawAll() {
@@ -81,7 +94,8 @@ void Session::RedrawAll() {
     player->Redraw();
 }
 
-void Session::Loop() {
+// False when the window was taken away.
+bool Session::Loop() {
   const bool limited = m_Options.seconds > 0;
   const Clock::time_point limit = m_Start + std::chrono::seconds(m_Options.seconds);
   while (true) {
@@ -90,12 +104,12 @@ void Session::Loop() {
     if (m_Ended != Clock::time_point{}) next = std::min(next, Clock::now() + kDrainStep);
     // Rounded up, so that it does not wake just before the time.
     const HostEvents events = m_Host.Wait(std::chrono::ceil<std::chrono::milliseconds>(next - Clock::now()));
-    if (events.quit) return;
+    if (events.quit) return !events.lost;
     if (events.moved) PlaceAll();
     if (events.redraw) RedrawAll();
     const Clock::time_point now = Clock::now();
     if (now - m_LastReport >= kReportInterval) Report(now);
-    if ((limited && now >= limit) || HavePlayedOut(now)) return;
+    if ((limited && now >= limit) || HavePlayedOut(now)) return true;
   }
 }
 
@@ -125,6 +139,7 @@ void Session::Report(Clock::time_point now) {
   progress.presentedInSpan = progress.presented - m_nPresentedAtReport;
   m_nPresentedAtReport = progress.presented;
   m_LastReport = now;
+  if (m_bFillAgain) FillAroundPictures();
   m_Console.Progress(ProgressLine(progress));
   m_Host.SetTitle("qxplay: " + ProgressTitle(progress));
 }
@@ -170,15 +185,37 @@ void Session::Capture(void* surface, const QXSP_RECT& tile, const Area& desktopT
     const MutexLock lock(m_Mutex);
     window = m_Window;
   }
+  if (window.Width() <= 0 || window.Height() <= 0) return;
+  std::vector<uint32_t> pixels(static_cast<size_t>(window.Width()) * static_cast<size_t>(window.Height()));
   QXSP_SURFACE_DESC desc;
   if (!QXSP_LockSurface(surface, nullptr, &desc)) return;
-  const int right = tile.left - desktopTile.left, down = tile.top - desktopTile.top;  // desktop to screen
-  const int left = std::max(window.left + right, 0), top = std::max(window.top + down, 0);
-  const PixelView view = {
-      .top = static_cast<const uint8_t*>(desc.lpSurface) + int64_t{top} * desc.lPitch + int64_t{left} * 4,
-      .pitch = desc.lPitch,
-      .width = std::min(window.right + right, static_cast<int>(desc.dwWidth)) - left,
-      .height = std::min(window.bottom + down, static_cast<int>(desc.dwHeight)) - top};
-  m_Sheet.Add(elapsed, view);
+  CopyTiles({.top = static_cast<const uint8_t*>(desc.lpSurface),
+             .pitch = desc.lPitch,
+             .width = static_cast<int>(desc.dwWidth),
+             .height = static_cast<int>(desc.dwHeight)},
+            window, tile.left - desktopTile.left, tile.top - desktopTile.top, pixels);
   QXSP_UnlockSurface(surface);
+  m_Sheet.Add(elapsed, {.top = reinterpret_cast<const uint8_t*>(pixels.data()),
+                        .pitch = window.Width() * 4,
+                        .width = window.Width(),
+                        .height = window.Height()});
+}
+
+// Copies what the screen has of the players' pictures into a picture of the window. The screen's memory
+// beside them holds what was shown there before. right, down: from the desktop to the screen.
+void Session::CopyTiles(const PixelView& screen, const Area& window, int right, int down,
+                        std::vector<uint32_t>& target) {
+  for (const auto& player : m_Players) {
+    const Area tile = player->Tile();
+    const int left = std::max({tile.left, window.left, -right}),
+              top = std::max({tile.top, window.top, -down});
+    const int columns = std::min({tile.right, window.right, screen.width - right}) - left;
+    const int bottom = std::min({tile.bottom, window.bottom, screen.height - down});
+    for (int y = top; y < bottom && columns > 0; ++y) {
+      const uint8_t* source = screen.top + int64_t{y + down} * screen.pitch + int64_t{left + right} * 4;
+      std::memcpy(&target[static_cast<size_t>(y - window.top) * static_cast<size_t>(window.Width()) +
+                          static_cast<size_t>(left - window.left)],
+                  source, static_cast<size_t>(columns) * 4);
+    }
+  }
 }

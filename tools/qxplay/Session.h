@@ -30,13 +30,16 @@ class Session {
 
   bool MakePlayers();
   void PlaceAll();
+  void FillAroundPictures();
   void RedrawAll();
-  void Loop();
+  bool Loop();
   bool HavePlayedOut(Clock::time_point now);
   void Report(Clock::time_point now);
   bool Finish();
   uint64_t PresentedByAll();
   void Capture(void* surface, const QXSP_RECT& tile, const Area& desktopTile) EXCLUDES(m_Mutex);
+  void CopyTiles(const PixelView& screen, const Area& window, int right, int down,
+                 std::vector<uint32_t>& target);
 
   const Options& m_Options;
   Host& m_Host;
@@ -53,5 +56,6 @@ class Session {
   // Main thread only.
   Clock::time_point m_LastReport = m_Start;
   uint64_t m_nPresentedAtReport = 0;
+  bool m_bFillAgain = false;    // with the next report: the last strays come after the window was filled
   Clock::time_point m_Ended{};  // when the last feeder was seen to have ended
 };

@@ -14,8 +14,8 @@
 // Between QXSP_InitSDK and QXSP_ReleaseSDK.
 class StreamPlayer {
  public:
-  // Sees every presented picture on the screen's back surface, on a play thread; `tile` is the player's place
-  // in screen coordinates, `desktopTile` the same in those of the desktop.
+  // Sees every presented picture on the screen's back surface, on a play thread. `tile`: where it lies on the
+  // screen; `desktopTile`: the same on the desktop, unless the player has just been placed anew.
   using PictureSink = std::function<void(void* surface, const QXSP_RECT& tile, const Area& desktopTile)>;
   // For all players; before the first one, and valid until the last is gone.
   static void InstallCallbacks(PictureSink sink);
@@ -32,6 +32,8 @@ class StreamPlayer {
   bool Open(const StreamInfo& info) EXCLUDES(m_Mutex);
   // Puts the picture, in its own shape, into the middle of a cell of the window. Any thread.
   void Place(void* window, const Area& cell) EXCLUDES(m_Mutex);
+  // Where the picture is, desktop coordinates; empty while no stream is open. Any thread.
+  Area Tile() EXCLUDES(m_TileMutex);
   // Hands one frame to the player. One thread.
   void Push(const AccessUnit& unit);
   // Shows the last picture again. Any thread.
@@ -41,7 +43,6 @@ class StreamPlayer {
 
  private:
   void ShowInPlace() REQUIRES(m_Mutex);
-  Area Tile() EXCLUDES(m_Mutex);
   static void QXSP_CALLBACK OnPicture(uint32_t nPlayerID, const uint8_t*, const uint8_t*, const uint8_t*,
                                       uint32_t, uint32_t);
   static void QXSP_CALLBACK OnPresented(uint32_t nPlayerID, void*, void*, void* surface, QXSP_RECT* target,

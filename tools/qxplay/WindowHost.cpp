@@ -2,6 +2,7 @@
 
 #include <SDL.h>
 #include <SDL_syswm.h>
+#include <X11/Xutil.h>
 
 #include <algorithm>
 
@@ -18,6 +19,7 @@ std::unique_ptr<WindowHost> WindowHost::Create(int width, int height, std::strin
 }
 
 WindowHost::~WindowHost() {
+  if (m_bLost) return;  // SDL would wait for answers that do not come, or end the program
   if (m_pWindow) SDL_DestroyWindow(m_pWindow);
   SDL_QuitSubSystem(SDL_INIT_VIDEO);
   SDL_Quit();
@@ -40,21 +42,42 @@ bool WindowHost::MakeWindow(int width, int height) {
   m_pDisplay = native.info.x11.display;
   m_nWindow = native.info.x11.window;
   m_nWakeEvent = SDL_RegisterEvents(1);
-  // The server paints what the pictures leave free.
+  SurviveErrors();
+  // The server paints what is uncovered beside the pictures.
   XSetWindowBackground(m_pDisplay, m_nWindow, BlackPixel(m_pDisplay, DefaultScreen(m_pDisplay)));
-  Clear();
   return true;
+}
+
+// Xlib ends the program when the server or another client takes the window away, unless it is told not to.
+void WindowHost::SurviveErrors() {
+  XSetErrorHandler([](Display*, XErrorEvent*) { return 0; });
+  XSetIOErrorHandler([](Display*) { return 0; });
+  XSetIOErrorExitHandler(
+      m_pDisplay, [](Display*, void* host) { static_cast<WindowHost*>(host)->m_bLost = true; }, this);
+}
+
+bool WindowHost::IsWindowThere() const {
+  XWindowAttributes attributes;
+  return !m_bLost && XGetWindowAttributes(m_pDisplay, m_nWindow, &attributes) && !m_bLost;
 }
 
 void* WindowHost::Window() const {
   return reinterpret_cast<void*>(m_nWindow);
 }
 
+// Asks the server: what SDL believes is wrong where no window manager has answered it.
 Area WindowHost::DesktopArea() const {
-  int left = 0, top = 0, width = 0, height = 0;
-  SDL_GetWindowPosition(m_pWindow, &left, &top);
-  SDL_GetWindowSize(m_pWindow, &width, &height);
-  return {.left = left, .top = top, .right = left + width, .bottom = top + height};
+  ::Window root = 0, child = 0;
+  int x = 0, y = 0, left = 0, top = 0;
+  unsigned width = 0, height = 0, border = 0, depth = 0;
+  if (!XGetGeometry(m_pDisplay, m_nWindow, &root, &x, &y, &width, &height, &border, &depth) ||
+      !XTranslateCoordinates(m_pDisplay, m_nWindow, root, 0, 0, &left, &top, &child)) {
+    return {};
+  }
+  return {.left = left,
+          .top = top,
+          .right = left + static_cast<int>(width),
+          .bottom = top + static_cast<int>(height)};
 }
 
 HostEvents WindowHost::Wait(std::chrono::milliseconds timeout) {
@@ -65,6 +88,9 @@ HostEvents WindowHost::Wait(std::chrono::milliseconds timeout) {
       Take(event, events);
     } while (SDL_PollEvent(&event));
   }
+  m_bLost = !IsWindowThere();
+  if (m_bLost) m_bQuit = true;
+  events.lost = m_bLost;
   events.quit = m_bQuit;
   return events;
 }
@@ -75,8 +101,6 @@ void WindowHost::Take(const SDL_Event& event, HostEvents& events) {
   if (event.type != SDL_WINDOWEVENT) return;
   switch (event.window.event) {
     case SDL_WINDOWEVENT_SIZE_CHANGED:
-      Clear();
-      [[fallthrough]];
     case SDL_WINDOWEVENT_MOVED:
       events.moved = true;
       events.redraw = true;
@@ -106,6 +130,31 @@ void WindowHost::TakeKey(int key, HostEvents& events) {
   }
 }
 
+void WindowHost::FillAround(const Area& window, const std::vector<Area>& tiles) {
+  const auto rectangleOf = [&](const Area& area) {
+    return XRectangle{.x = static_cast<short>(area.left - window.left),
+                      .y = static_cast<short>(area.top - window.top),
+                      .width = static_cast<unsigned short>(area.Width()),
+                      .height = static_cast<unsigned short>(area.Height())};
+  };
+  const Region free = XCreateRegion(), covered = XCreateRegion();
+  XRectangle whole = rectangleOf(window);
+  XUnionRectWithRegion(&whole, free, free);
+  for (const Area& tile : tiles) {
+    XRectangle rectangle = rectangleOf(tile);
+    XUnionRectWithRegion(&rectangle, covered, covered);
+  }
+  XSubtractRegion(free, covered, free);
+  const GC context = DefaultGC(m_pDisplay, DefaultScreen(m_pDisplay));
+  XSetRegion(m_pDisplay, context, free);
+  XSetForeground(m_pDisplay, context, BlackPixel(m_pDisplay, DefaultScreen(m_pDisplay)));
+  XFillRectangle(m_pDisplay, m_nWindow, context, 0, 0, whole.width, whole.height);
+  XSetClipMask(m_pDisplay, context, None);
+  XFlush(m_pDisplay);
+  XDestroyRegion(covered);
+  XDestroyRegion(free);
+}
+
 void WindowHost::SetTitle(const std::string& title) {
   SDL_SetWindowTitle(m_pWindow, title.c_str());
 }
@@ -119,9 +168,4 @@ void WindowHost::Wake() {
 void WindowHost::RequestQuit() {
   m_bQuit = true;
   Wake();
-}
-
-void WindowHost::Clear() {
-  XClearWindow(m_pDisplay, m_nWindow);
-  XFlush(m_pDisplay);
 }

@@ -23,6 +23,7 @@ class WindowHost : public Host {
   void* Window() const override;
   Area DesktopArea() const override;
   HostEvents Wait(std::chrono::milliseconds timeout) override;
+  void FillAround(const Area& window, const std::vector<Area>& tiles) override;
   void SetTitle(const std::string& title) override;
   void Wake() override;
   void RequestQuit() override;
@@ -30,13 +31,15 @@ class WindowHost : public Host {
  private:
   WindowHost() = default;
   bool MakeWindow(int width, int height);
+  void SurviveErrors();
+  bool IsWindowThere() const;
   void Take(const SDL_Event& event, HostEvents& events);
   void TakeKey(int key, HostEvents& events);
-  void Clear();
 
   SDL_Window* m_pWindow = nullptr;
   struct _XDisplay* m_pDisplay = nullptr;  // SDL's connection
   unsigned long m_nWindow = 0;             // X11 identifier
   uint32_t m_nWakeEvent = 0;
   std::atomic<bool> m_bQuit = false;
+  bool m_bLost = false;  // window or display are gone; main thread, also inside its calls into Xlib
 };
