@@ -219,15 +219,16 @@ TEST_F(AudioViewerTest, LooksAtTheDeviceEveryTenMilliseconds) {
   EXPECT_FALSE(m_Viewer.IsPlaying());
 }
 
-TEST_F(AudioViewerTest, MonitorFeedsWhatIsStaged) {
+TEST_F(AudioViewerTest, MonitorFeedsOnceTheDeviceHasRoom) {
   BeginPlaying();
-  ASSERT_TRUE(Write(3000));
-  ASSERT_TRUE(Write(200));
+  ASSERT_TRUE(Write(1600));
+  ASSERT_TRUE(Write(1598));  // the device is full
+  ASSERT_TRUE(Write(642));
   m_Sound.TakeCalls();
   m_Sound.SetPlayCursor(1600);
-  ASSERT_TRUE(Write(600));  // 1600 of these 3800 moved at the first write, 1598 at the second
+  MonitorAfter(9);
   EXPECT_THAT(m_Sound.TakeCalls(), IsEmpty());
-  ASSERT_TRUE(Write(40));
+  MonitorAfter(1);
   EXPECT_THAT(m_Sound.TakeCalls(), ElementsAre("Lock 6398+642", "Unlock 2+640"));
 }
 
