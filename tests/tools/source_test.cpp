@@ -1,15 +1,12 @@
 // Access units of real files, and what is said of those that cannot be played.
-#include <arpa/inet.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
 #include <chrono>
 #include <filesystem>
 #include <fstream>
 
+#include "tests/tools/RtspCamera.h"
 #include "tools/qxplay/AccessUnitSource.h"
 
 namespace {
@@ -137,30 +134,36 @@ TEST(AccessUnitSource, ReadsAFileThatBreaksOff) {
   std::filesystem::remove(cut);
 }
 
-// A server on loopback that takes the connection and never says a word.
-class SilentServer {
- public:
-  SilentServer() : m_nSocket(socket(AF_INET, SOCK_STREAM, 0)) {
-    m_Address.sin_family = AF_INET;
-    m_Address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t size = sizeof(m_Address);
-    auto* address = reinterpret_cast<sockaddr*>(&m_Address);
-    EXPECT_EQ(bind(m_nSocket, address, size), 0);
-    EXPECT_EQ(listen(m_nSocket, 4), 0);
-    EXPECT_EQ(getsockname(m_nSocket, address, &size), 0);
-  }
-  ~SilentServer() { close(m_nSocket); }
-  std::string Address() const {
-    return "rtsp://127.0.0.1:" + std::to_string(ntohs(m_Address.sin_port)) + "/stream";
-  }
+std::vector<RtspCamera::AccessUnit> UnitsOf(const std::string& file) {
+  std::vector<RtspCamera::AccessUnit> units;
+  AccessUnitSource source = SourceOf(file);
+  EXPECT_TRUE(source.Open());
+  while (const auto unit = source.Next())
+    units.emplace_back(unit->bytes.begin(), unit->bytes.end());
+  return units;
+}
 
- private:
-  const int m_nSocket;
-  sockaddr_in m_Address{};
-};
+TEST(AccessUnitSource, ReadsANetworkCamera) {
+  const auto sent = UnitsOf(Clip("h264.mp4"));
+  const RtspCamera camera(sent);
+  AccessUnitSource source = SourceOf(camera.Address());
+  ASSERT_TRUE(source.Open()) << source.Error();
+  EXPECT_TRUE(source.Info().paced);
+  EXPECT_EQ(source.Info().width, 160);
+  EXPECT_EQ(source.Info().height, 96);
+  std::vector<RtspCamera::AccessUnit> received;
+  int64_t last = -1;
+  while (const auto unit = source.Next()) {
+    EXPECT_GE(unit->timestampMs, last);
+    last = unit->timestampMs;
+    received.emplace_back(unit->bytes.begin(), unit->bytes.end());
+  }
+  EXPECT_EQ(received, sent);
+  EXPECT_EQ(last, (kFrames - 1) * 40);
+}
 
 TEST(AccessUnitSource, GivesUpOnACameraThatDoesNotAnswer) {
-  const SilentServer server;
+  const RtspCamera server({});
   AccessUnitSource source(server.Address(), 1, {}, [] { return false; });
   const auto begin = std::chrono::steady_clock::now();
   EXPECT_FALSE(source.Open());
@@ -169,7 +172,7 @@ TEST(AccessUnitSource, GivesUpOnACameraThatDoesNotAnswer) {
 }
 
 TEST(AccessUnitSource, CancellingEndsTheWaitWithoutAComplaint) {
-  const SilentServer server;
+  const RtspCamera server({});
   int asked = 0;
   AccessUnitSource source(server.Address(), 60, {}, [&] { return ++asked > 3; });
   EXPECT_FALSE(source.Open());
