@@ -122,6 +122,21 @@ TEST_F(AudioViewerFaults, ADeviceThatTakesPartsOfABlockStartsOver) {
   EXPECT_FALSE(m_Viewer.IsPlaying());
 }
 
+TEST_F(AudioViewerFaults, NothingIsDecidedOnACursorOutsideTheBuffer) {
+  Begin();
+  for (int i = 0; i < 5; ++i)
+    EXPECT_TRUE(Write(640));
+  m_Sound.TakeCalls();
+  for (const uint32_t cursor : {6400u, 9000u, UINT32_MAX}) {
+    m_Sound.SetPlayCursor(cursor);
+    EXPECT_TRUE(Write(640));
+    m_Clock.Advance(10);
+    m_Viewer.Monitor();
+    EXPECT_THAT(m_Sound.TakeCalls(), IsEmpty()) << cursor;
+  }
+  EXPECT_TRUE(m_Viewer.IsPlaying());
+}
+
 TEST_F(AudioViewerFaults, SoundStartsWithTheNext200MsWhenTheDeviceRefusedToPlay) {
   Begin();
   m_Sound.Fail("Play", DSERR_BUFFERLOST);
