@@ -5,55 +5,43 @@
 
 #include <limits>
 
-namespace {
-
-constexpr int32_t kMissing = -77;
-
-int32_t Read(std::string_view text, const std::string& key) {
-  ConfigFile file;
-  file.Parse(text);
-  return file.GetInteger(key, kMissing);
-}
-
-}  // namespace
-
-TEST(ConfigFile, KeysValuesAndComments) {
-  EXPECT_EQ(Read("FileLogLevel = 2   # info\n", "FileLogLevel"), 2);
-  EXPECT_EQ(Read("\t FileLogLevel\t=\t2\r\n", "FileLogLevel"), 2);
-  EXPECT_EQ(Read("FileLogLevel=2", "FileLogLevel"), 2);
-  EXPECT_EQ(Read("viewlock=0\n", "ViewLock"), kMissing);
-  EXPECT_EQ(Read("# ViewLock=0\n", "ViewLock"), kMissing);
-  EXPECT_EQ(Read("View#Lock=0\n", "View"), kMissing);
-  EXPECT_EQ(Read("a=1\na=2\n", "a"), 2);
-  EXPECT_EQ(Read("a=1=2\n", "a"), 1);
-  EXPECT_EQ(Read("", "a"), kMissing);
-}
-
-TEST(ConfigFile, ContinuationLines) {
-  EXPECT_EQ(Read("ViewLock=0\n[Log]\nFileLogLevel=2\n", "ViewLock"), 0);
-  EXPECT_EQ(Read("ViewLock=0\n[Log]\nFileLogLevel=2\n", "FileLogLevel"), 2);
-  // The number may stand on a continuation line; a blank line ends the value, a comment line does not.
-  EXPECT_EQ(Read("a=\n  5\n", "a"), 5);
-  EXPECT_EQ(Read("a=\n# five\n5\n", "a"), 5);
-  EXPECT_EQ(Read("a=\n\n5\n", "a"), kMissing);
-  EXPECT_EQ(Read("a=\n  \t\r\n5\n", "a"), kMissing);
-}
-
-TEST(ConfigFile, NumbersAreReadUpToTheFirstOtherCharacter) {
-  EXPECT_EQ(Read("a=12abc\n", "a"), 12);
-  EXPECT_EQ(Read("a=0x10\n", "a"), 0);
-  EXPECT_EQ(Read("a=-3\n", "a"), -3);
-  EXPECT_EQ(Read("a=+3\n", "a"), 3);
-  EXPECT_EQ(Read("a=yes\n", "a"), kMissing);
-  EXPECT_EQ(Read("a=-\n", "a"), kMissing);
-  EXPECT_EQ(Read("a=\n", "a"), kMissing);
-  EXPECT_EQ(Read("a=99999999999999999999999\n", "a"), std::numeric_limits<int32_t>::max());
-  EXPECT_EQ(Read("a=-99999999999999999999999\n", "a"), std::numeric_limits<int32_t>::min());
-}
-
-TEST(ConfigFile, AMissingFileChangesNothing) {
-  ConfigFile file;
-  file.Parse("a=1\n");
-  EXPECT_FALSE(file.Load("/nowhere/QXSDKP.ini"));
-  EXPECT_EQ(file.GetInteger("a", kMissing), 1);
+TEST(ConfigFile, KeysAndNumbers) {
+  constexpr int32_t kMissing = -77;
+  const struct {
+    const char* text;
+    int32_t value;  // of the key "a"
+  } kCases[] = {
+      {"", kMissing},
+      {"a = 2   # info\n", 2},
+      {"\t a\t=\t2\r\n", 2},
+      {"a=2", 2},
+      {"A=0\n", kMissing},
+      {"# a=0\n", kMissing},
+      {"a#b=0\n", kMissing},
+      {"a=1\na=2\n", 2},
+      {"a=1=2\n", 1},
+      // A line without "=" continues the value; a blank line ends it, a comment line does not.
+      {"a=0\n[Log]\nb=2\n", 0},
+      {"b=0\n[Log]\na=2\n", 2},
+      {"a=\n  5\n", 5},
+      {"a=\n# five\n5\n", 5},
+      {"a=\n\n5\n", kMissing},
+      {"a=\n  \t\r\n5\n", kMissing},
+      // Numbers are read up to the first other character.
+      {"a=12abc\n", 12},
+      {"a=0x10\n", 0},
+      {"a=-3\n", -3},
+      {"a=+3\n", 3},
+      {"a=yes\n", kMissing},
+      {"a=-\n", kMissing},
+      {"a=99999999999999999999999\n", std::numeric_limits<int32_t>::max()},
+      {"a=-99999999999999999999999\n", std::numeric_limits<int32_t>::min()},
+  };
+  for (const auto& item : kCases) {
+    ConfigFile file;
+    file.Parse(item.text);
+    EXPECT_EQ(file.GetInteger("a", kMissing), item.value) << item.text;
+    EXPECT_FALSE(file.Load("/nowhere/QXSDKP.ini"));  // and changes nothing
+    EXPECT_EQ(file.GetInteger("a", kMissing), item.value) << item.text;
+  }
 }

@@ -9,18 +9,6 @@
 
 namespace {
 
-ShortHeader MakeShort(const char* magic, uint8_t version, uint32_t standard = 0) {
-  ShortHeader header{};
-  std::memcpy(header.data(), magic, 3);
-  header[3] = version;
-  header[4] = 0x80;  // 640
-  header[5] = 0x02;
-  header[8] = 0xE0;  // 480
-  header[9] = 0x01;
-  header[16] = static_cast<uint8_t>(standard);
-  return header;
-}
-
 FileHeader MakeExtended() {
   FileHeader header{};
   std::memcpy(&header[kShortHeaderBytes], "QFH", 3);
@@ -57,31 +45,28 @@ TEST(StreamHeader, VersionOfTheShortFormSelectsTheCodecs) {
       {"QXT", 5, kCodecNone, kCodecNone, 0},
   };
   for (const auto& item : kCases) {
-    const StreamFormat format = ReadShortHeader(MakeShort(item.magic, item.version));
     SCOPED_TRACE(static_cast<int>(item.version));
+    ShortHeader header{0, 0, 0, item.version, 0x80, 0x02, 0, 0, 0xE0, 0x01};  // 640 x 480
+    std::memcpy(header.data(), item.magic, 3);
+    const StreamFormat format = ReadShortHeader(header);
     EXPECT_EQ(format.nVideoCodec, item.video);
     EXPECT_EQ(format.nAudioCodec, item.audio);
     EXPECT_EQ(format.nAudioBits, item.bits);
     EXPECT_EQ(format.nAudioSampleRate, item.audio != 0 ? 8000u : 0u);
     EXPECT_EQ(format.nWidth, 640u);
     EXPECT_EQ(format.nHeight, 480u);
+    EXPECT_EQ(format.nFrameRateNum, 25u);
+    header[16] = 7;  // not the 25 Hz standard
+    EXPECT_EQ(ReadShortHeader(header).nFrameRateNum, 30u);
   }
-  EXPECT_EQ(ReadShortHeader(MakeShort("QXS", 5, 0)).nFrameRateNum, 25u);
-  EXPECT_EQ(ReadShortHeader(MakeShort("QXS", 5, 7)).nFrameRateNum, 30u);
 }
 
-TEST(StreamHeader, ExtendedFormNeedsItsMarkerAndAllItsBytes) {
+TEST(StreamHeader, ExtendedForm) {
   FileHeader header = MakeExtended();
   EXPECT_TRUE(IsExtendedHeader(header.data(), 96));
   EXPECT_TRUE(IsExtendedHeader(header.data(), 200));
   EXPECT_FALSE(IsExtendedHeader(header.data(), 95));
   EXPECT_FALSE(IsExtendedHeader(nullptr, 96));
-  header[33] = 'f';
-  EXPECT_FALSE(IsExtendedHeader(header.data(), 96));
-}
-
-TEST(StreamHeader, ExtendedFieldsAreTakenFromTheirPlaces) {
-  FileHeader header = MakeExtended();
   const StreamFormat format = ReadFileHeader(header);
   EXPECT_EQ(format.nVideoCodec, kCodecH265);
   EXPECT_EQ(format.nWidth, 1920u);
@@ -99,23 +84,25 @@ TEST(StreamHeader, ExtendedFieldsAreTakenFromTheirPlaces) {
   EXPECT_EQ(ReadFileHeader(header).nAudioCodec, kCodecNone);
   header[kVideoCodecID] = 3;
   EXPECT_EQ(ReadFileHeader(header).nVideoCodec, kCodecNone);
+  header[33] = 'f';
+  EXPECT_FALSE(IsExtendedHeader(header.data(), 96));
 }
 
 TEST(StreamHeader, PlayableNeedsARateAndASaneSize) {
-  StreamFormat format;
-  format.nFrameRateNum = 25;
-  format.nFrameRateDen = 1;
-  format.nWidth = format.nHeight = 10000;
-  EXPECT_TRUE(format.IsPlayable());
-  format.nWidth = 10001;
-  EXPECT_FALSE(format.IsPlayable());
-  format.nWidth = 10000;
-  format.nHeight = 0xFFFFFFFF;  // would be -1 if it were compared signed
-  EXPECT_FALSE(format.IsPlayable());
-  format.nHeight = 1;
-  format.nFrameRateDen = 0;
-  EXPECT_FALSE(format.IsPlayable());
-  format.nFrameRateDen = 1;
-  format.nFrameRateNum = 0;
-  EXPECT_FALSE(format.IsPlayable());
+  const struct {
+    uint32_t width, height, rateNum, rateDen;
+    bool playable;
+  } kCases[] = {
+      {10000, 10000, 25, 1, true}, {10001, 1, 25, 1, false},
+      {1, 10001, 25, 1, false},    {1, 0xFFFFFFFF, 25, 1, false},  // would be -1 if it were compared signed
+      {1, 1, 25, 0, false},        {1, 1, 0, 1, false},
+  };
+  for (const auto& item : kCases) {
+    StreamFormat format;
+    format.nWidth = item.width;
+    format.nHeight = item.height;
+    format.nFrameRateNum = item.rateNum;
+    format.nFrameRateDen = item.rateDen;
+    EXPECT_EQ(format.IsPlayable(), item.playable) << item.width << "x" << item.height;
+  }
 }
