@@ -35,33 +35,20 @@ class FrameControlTest : public testing::Test, public platform::KernelSeam {
 
 }  // namespace
 
-TEST_F(FrameControlTest, ModesThatExist) {
+TEST_F(FrameControlTest, ModesAndTheDefault) {
   for (const uint32_t mode : {0u, 0x10u, 0x20u, 0x25u, 0x2Fu, 0x30u})
     EXPECT_TRUE(control.SetFrameControlMode(mode));
   for (const uint32_t mode : {1u, 0xFu, 0x11u, 0x1Fu, 0x31u, 0xFFFFFFFFu}) {
     EXPECT_FALSE(control.SetFrameControlMode(mode));
     EXPECT_FALSE(FrameControl::SetDefaultFrameControlMode(mode));
   }
-}
-
-TEST_F(FrameControlTest, ADefaultModeIsTakenAtTheNextResetOnly) {
   control.ResetToDefault();
   EXPECT_TRUE(Video(1000));
   ASSERT_TRUE(FrameControl::SetDefaultFrameControlMode(0x10));
   EXPECT_FALSE(Video(2000));
-  control.ResetToDefault();
+  control.ResetToDefault();  // a default is taken here only
   EXPECT_TRUE(Video(1000));
   EXPECT_TRUE(Video(2000));
-}
-
-TEST_F(FrameControlTest, LiveFramesKeepTheirDistance) {
-  control.ResetToDefault();
-  EXPECT_TRUE(Video(5000));
-  EXPECT_FALSE(Video(5040));
-  now += 39;
-  EXPECT_FALSE(Video(5040));
-  now += 1;
-  EXPECT_TRUE(Video(5040));
 }
 
 TEST_F(FrameControlTest, TheBufferedModesDriftTowardsTheirTarget) {
@@ -98,18 +85,15 @@ TEST_F(FrameControlTest, AStallResynchronisesOnlyWhenNothingIsBuffered) {
   EXPECT_EQ(dueAfterLateness(4, 0), 40u);
   EXPECT_EQ(dueAfterLateness(3, 0), 37u);
   EXPECT_EQ(dueAfterLateness(30, 500), 10u);
-}
 
-TEST_F(FrameControlTest, SoundIsDueEarlierByTheOffset) {
-  control.SetFrameControlMode(0x30);
-  control.ResetClock(true);
+  control.ResetClock(true);  // sound is due earlier by the offset
   control.SetAVOffset(200);
   EXPECT_TRUE(Video(1000));
   EXPECT_TRUE(control.IsTimeToPlay(1200, false, 500, false));
   EXPECT_FALSE(control.IsTimeToPlay(1201, false, 500, false));
 }
 
-TEST_F(FrameControlTest, FilesPlayAtPowersOfTwo) {
+TEST_F(FrameControlTest, FilesPlayAtPowersOfTwoAndStepWhilePaused) {
   control.ResetClock(false);
   control.SetSpeed(2, 1);
   EXPECT_TRUE(Video(0));
@@ -122,10 +106,7 @@ TEST_F(FrameControlTest, FilesPlayAtPowersOfTwo) {
   EXPECT_EQ(DueAt(160, 0) - slowed, 160u);
   now += 5000;
   EXPECT_TRUE(Video(200));  // late: at once, no skipping
-}
 
-TEST_F(FrameControlTest, OneShotPassesTheNextVideoFrameOfAPausedFile) {
-  control.ResetClock(false);
   control.SetPause(true);
   EXPECT_FALSE(Video(0));
   control.SetOneShot();
@@ -161,9 +142,8 @@ TEST(FrameTimeStamp, CountsOnFromTheLastStampWhenTheRateChanges) {
   EXPECT_EQ(stamps.NextVideoTimeStamp(), 80);
   stamps.SetFrameRate(30000, 1001);
   EXPECT_EQ(stamps.LastTimeStamp(), 80);
-  EXPECT_EQ(stamps.NextVideoTimeStamp(), 80 + 33);
-  EXPECT_EQ(stamps.NextVideoTimeStamp(), 80 + 66);
-  EXPECT_EQ(stamps.NextVideoTimeStamp(), 80 + 100);
+  for (const int stamp : {33, 66, 100})
+    EXPECT_EQ(stamps.NextVideoTimeStamp(), 80 + stamp);
   stamps.Reset();
   EXPECT_EQ(stamps.NextVideoTimeStamp(), 40);
 }
