@@ -177,12 +177,10 @@ uint8_t X11Connection::DepthOfVisual(xcb_visualid_t visual) const {
 
 bool X11Connection::LookAtWindow(xcb_window_t id, X11Window& window) {
   const auto attributesCookie = xcb_get_window_attributes(m_pXcb, id);
-  const auto placeCookie = xcb_translate_coordinates(m_pXcb, id, m_pScreen->root, 0, 0);
   const auto attributes = OwnReply(xcb_get_window_attributes_reply(m_pXcb, attributesCookie, nullptr));
-  const auto place = OwnReply(xcb_translate_coordinates_reply(m_pXcb, placeCookie, nullptr));
-  if (attributes == nullptr || place == nullptr || !place->same_screen) return false;
+  if (attributes == nullptr) return false;
 
-  window = {id, place->dst_x, place->dst_y, DepthOfVisual(attributes->visual)};
+  window = {id, DepthOfVisual(attributes->visual)};
   Remember(window);
   return true;
 }

@@ -17,7 +17,6 @@ namespace platform {
 // A window as far as putting pictures into it goes.
 struct X11Window {
   xcb_window_t nId;
-  int32_t nLeft, nTop;  // of its inside, on the root window
   uint8_t nDepth;
 };
 

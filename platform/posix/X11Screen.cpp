@@ -55,7 +55,7 @@ HRESULT X11Screen::Present(const ScreenPicture& picture, const RECT& area, LONG 
   return connection.IsAlive() ? DDERR_INVALIDOBJECT : DDERR_GENERIC;
 }
 
-bool X11Screen::TryPut(const Put& put, X11Window& window, HRESULT& code) {
+bool X11Screen::TryPut(const Put& put, const X11Window& window, HRESULT& code) {
   X11Connection& connection = *m_pConnection.Get();
   xcb_connection_t* const xcb = connection.Xcb();
   if (connection.ContextForDepth(window.nDepth) == XCB_NONE) {
@@ -64,28 +64,23 @@ bool X11Screen::TryPut(const Put& put, X11Window& window, HRESULT& code) {
     return true;
   }
 
-  // A window that is dragged about moves again and again; after the second put the picture is as right as it
-  // can be.
-  for (int tries = 0; tries < 2; ++tries) {
-    const LONG x = put.nRootX - window.nLeft;
-    const LONG y = put.nRootY - window.nTop;
-    const bool reachable = x >= INT16_MIN && x <= INT16_MAX && y >= INT16_MIN && y <= INT16_MAX;
-    xcb_void_cookie_t sent{};
-    if (reachable) sent = SendPut(put, window, static_cast<int16_t>(x), static_cast<int16_t>(y));
-    const auto whereCookie = xcb_translate_coordinates(xcb, window.nId, connection.Root(), 0, 0);
-    const auto where = OwnReply(xcb_translate_coordinates_reply(xcb, whereCookie, nullptr));
-    const auto refused = OwnReply(reachable && sent.sequence != 0 ? xcb_request_check(xcb, sent) : nullptr);
-    connection.DrainEvents();
-    if (where == nullptr || refused != nullptr) return false;
+  const auto whereCookie = xcb_translate_coordinates(xcb, window.nId, connection.Root(), 0, 0);
+  const auto where = OwnReply(xcb_translate_coordinates_reply(xcb, whereCookie, nullptr));
+  if (where == nullptr) return false;
 
-    code = reachable && sent.sequence == 0 ? DDERR_OUTOFMEMORY : DD_OK;
-    const bool hasMoved = where->dst_x != window.nLeft || where->dst_y != window.nTop;
-    if (!hasMoved) return true;
-    window.nLeft = where->dst_x;
-    window.nTop = where->dst_y;
-    connection.Remember(window);
+  const LONG x = put.nRootX - where->dst_x;
+  const LONG y = put.nRootY - where->dst_y;
+  code = DD_OK;
+  const bool reachable = x >= INT16_MIN && x <= INT16_MAX && y >= INT16_MIN && y <= INT16_MAX;
+  if (!reachable) return true;  // no window is that large
+  const xcb_void_cookie_t sent = SendPut(put, window, static_cast<int16_t>(x), static_cast<int16_t>(y));
+  if (sent.sequence == 0) {
+    code = DDERR_OUTOFMEMORY;
+    return true;
   }
-  return true;
+  const auto refused = OwnReply(xcb_request_check(xcb, sent));
+  connection.DrainEvents();
+  return refused == nullptr && connection.IsAlive();
 }
 
 xcb_void_cookie_t X11Screen::SendPut(const Put& put, const X11Window& window, int16_t x, int16_t y) {

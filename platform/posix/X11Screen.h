@@ -17,10 +17,9 @@ class X11Screen final : public DisplayScreen {
 
   std::unique_ptr<SurfaceMemory> AllocatePicture(size_t byteCount) override;
 
-  // Puts the pixels into the window and waits for the server to have done so. The put goes out at the place
-  // where the window was last, with the question where it is now behind it: the one reply tells that the
-  // server has read the memory, whether the put was refused, and whether the window has moved, in which case
-  // it is put again. So a picture costs one round trip, and no event has to be waited for.
+  // Puts the pixels into the window and waits for the server to have done so. Two round trips: the first asks
+  // where the window is now, since a put at its last known place would paint over what the host has there;
+  // the second tells that the server has read the memory, and whether it refused.
   //
   // DDERR_INVALIDOBJECT when the window is gone, DDERR_INVALIDPIXELFORMAT when it cannot show 32-bit pixels,
   // DDERR_GENERIC when the server is gone.
@@ -30,7 +29,7 @@ class X11Screen final : public DisplayScreen {
   struct Put;
 
   // One try. False: the window must be looked at again.
-  bool TryPut(const Put& put, X11Window& window, HRESULT& code);
+  bool TryPut(const Put& put, const X11Window& window, HRESULT& code);
   xcb_void_cookie_t SendPut(const Put& put, const X11Window& window, int16_t x, int16_t y);
   xcb_void_cookie_t SendPlainPut(const Put& put, const X11Window& window, int16_t x, int16_t y);
 
