@@ -12,8 +12,8 @@ enum PixelFormat : uint32_t {
   QPF_D3DSurface = 5,  // a name only
 };
 
-// The planes belong to the decoder and stay valid until its next DecodeFrameVideo or its end. Plane 0 may be null although bHasImage is
-// true, when memory ran out: look before touching.
+// The planes belong to the decoder and stay valid until its next DecodeFrameVideo or its end. Plane 0 may be
+// null although bHasImage is true, when memory ran out: look before touching.
 struct DecodedPicture {
   bool bHasImage = false;
   uint32_t nWidth = 0;  // pixels

@@ -16,8 +16,8 @@ typedef struct QXD04_OpenParameters {
   uint32_t dwReserved[9]; /* 0 */
 } QXD04_OpenParameters;
 
-/* A decoder, and at the same time what is exchanged with it. The caller writes dwFrameType, dwInputLength and the bytes at pInput before
- * each decode; everything else is the library's. */
+/* A decoder, and at the same time what is exchanged with it. The caller writes dwFrameType, dwInputLength and
+ * the bytes at pInput before each decode; everything else is the library's. */
 typedef struct QXD04_Context {
   uint32_t nWidth; /* of the picture, pixels */
   uint32_t nHeight;
@@ -27,7 +27,8 @@ typedef struct QXD04_Context {
   uint32_t dwInputCapacity; /* bytes at pInput */
   uint32_t dwInputLength;   /* bytes to decode */
   uint8_t* pInput;
-  const uint8_t* pLuma; /* 8-bit planar 4:2:0: stride x height, and stride x height / 2 readable bytes; null: no picture */
+  const uint8_t* pLuma; /* 8-bit planar 4:2:0: stride x height, and stride x height / 2 readable bytes; null:
+                           no picture */
   const uint8_t* pChroma1; /* Cb */
   const uint8_t* pChroma2; /* Cr */
 } QXD04_Context;
@@ -53,8 +54,8 @@ QXD_API void QXD_CALL QXD04_ReleaseSDK(void);
 
 /* A new decoder, or null. */
 QXD_API QXD04_Context* QXD_CALL QXD04_DecodeOpen(const QXD04_OpenParameters* pParameters);
-/* Decodes what lies in the input buffer. 0: the context describes a picture, which stays valid until the decoder's next call. Non-zero:
- * there is none. */
+/* Decodes what lies in the input buffer. 0: the context describes a picture, which stays valid until the
+ * decoder's next call. Non-zero: there is none. */
 QXD_API int32_t QXD_CALL QXD04_DecodeOneFrame(QXD04_Context* pContext);
 QXD_API void QXD_CALL QXD04_DecodeClose(QXD04_Context* pContext);
 

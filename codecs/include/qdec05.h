@@ -1,4 +1,5 @@
-/* Interface of QDEC05, the codec library for H.264 (functions without suffix) and H.265 (functions with the Ex suffix).
+/* Interface of QDEC05, the codec library for H.264 (functions without suffix) and H.265 (functions with the
+ * Ex suffix).
  *
  * A decoder belongs to one thread at a time; different decoders are independent. */
 #ifndef QDEC05_H
@@ -12,14 +13,15 @@ extern "C" {
 
 typedef void* QXD05_Handle;
 
-/* One compressed frame: an access unit with start codes. The memory stays the caller's and is read during the call only. */
+/* One compressed frame: an access unit with start codes. The memory stays the caller's and is read during the
+ * call only. */
 typedef struct QXD05_Input {
   uint32_t dwLength; /* bytes at pData */
   const uint8_t* pData;
 } QXD05_Input;
 
-/* One decoded picture, 8-bit planar 4:2:0. Planes hold stride x height (luma) and stride x height / 2 (chroma) readable bytes; they
- * belong to the decoder and stay valid until its next call. */
+/* One decoded picture, 8-bit planar 4:2:0. Planes hold stride x height (luma) and stride x height / 2
+ * (chroma) readable bytes; they belong to the decoder and stay valid until its next call. */
 typedef struct QXD05_Picture {
   uint32_t nWidth; /* pixels */
   uint32_t nHeight;
@@ -55,9 +57,10 @@ QXD_API QXD05_Handle QXD_CALL QXD05_DecodeOpen(void);
 /* `codec`: 1 is H.265. */
 QXD_API QXD05_Handle QXD_CALL QXD05_DecodeOpenEx(int32_t codec);
 
-/* Decodes one frame. Above 0 on success, and *ppPicture then points to a record that stays valid until the decoder's next call; look at
- * bPresent. *pHeldBack 0: the input is decoded. 1: nothing is decoded, and a picture that the decoder still holds back for
- * reordering is handed out instead; the next frame must then be a key frame. */
+/* Decodes one frame. Above 0 on success, and *ppPicture then points to a record that stays valid until the
+ * decoder's next call; look at bPresent. *pHeldBack 0: the input is decoded. 1: nothing is decoded, and a
+ * picture that the decoder still holds back for reordering is handed out instead; the next frame must then be
+ * a key frame. */
 QXD_API int32_t QXD_CALL QXD05_DecodeOneFrame(QXD05_Handle decoder, const QXD05_Input* pInput,
                                               const QXD05_Picture** ppPicture, uint32_t* pHeldBack);
 QXD_API int32_t QXD_CALL QXD05_DecodeOneFrameEx(QXD05_Handle decoder, const QXD05_Input* pInput,

@@ -27,7 +27,8 @@
 /* Pins the offset of a member that only 32-bit values precede: the same everywhere. */
 #define QXD_ASSERT_OFFSET(record, member, bytes) \
   QXD_ASSERT(offset_##record##_##member, offsetof(record, member) == (bytes))
-/* Pins the offset of a member, and the size of a record, where pointers have 32 bits: that is the layout which the libraries fixed. */
+/* Pins the offset of a member, and the size of a record, where pointers have 32 bits: that is the layout
+ * which the libraries fixed. */
 #if UINTPTR_MAX == 0xFFFFFFFFu
 #define QXD_ASSERT_OFFSET32(record, member, bytes) \
   QXD_ASSERT(offset_##record##_##member, offsetof(record, member) == (bytes))

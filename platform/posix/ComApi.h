@@ -1,4 +1,5 @@
-// What the DirectDraw and DirectSound declarations share: identifiers, and how a result code tells success from failure.
+// What the DirectDraw and DirectSound declarations share: identifiers, and how a result code tells success
+// from failure.
 #pragma once
 
 #include "platform/posix/KernelApi.h"
@@ -15,5 +16,9 @@ using LPCGUID = const GUID*;
 struct IUnknown;
 using LPUNKNOWN = IUnknown*;
 
-constexpr bool SUCCEEDED(HRESULT code) { return code >= 0; }
-constexpr bool FAILED(HRESULT code) { return code < 0; }
+constexpr bool SUCCEEDED(HRESULT code) {
+  return code >= 0;
+}
+constexpr bool FAILED(HRESULT code) {
+  return code < 0;
+}

@@ -1,14 +1,18 @@
-// The subset of DirectDraw 7 that the viewer uses, declared for systems without it: surfaces in memory, a screen per monitor, and copies that
-// end in an X11 window or, headless, in memory. Objects are reference-counted; every operation may be called from any thread.
+// The subset of DirectDraw 7 that the viewer uses, declared for systems without it: surfaces in memory, a
+// screen per monitor, and copies that end in an X11 window or, headless, in memory. Objects are
+// reference-counted; every operation may be called from any thread.
 #pragma once
 
 #include "platform/posix/ComApi.h"
 #include "platform/posix/UserApi.h"
 
-constexpr GUID IID_IDirectDraw7 = {0x15e65ec0, 0x3b9c, 0x11d2, {0xb9, 0x2f, 0x00, 0x60, 0x97, 0x97, 0xea, 0x5b}};
+constexpr GUID IID_IDirectDraw7 = {
+    0x15e65ec0, 0x3b9c, 0x11d2, {0xb9, 0x2f, 0x00, 0x60, 0x97, 0x97, 0xea, 0x5b}};
 
 constexpr HRESULT DD_OK = 0;
-constexpr HRESULT DirectDrawError(uint32_t code) { return static_cast<HRESULT>(0x88760000u | code); }
+constexpr HRESULT DirectDrawError(uint32_t code) {
+  return static_cast<HRESULT>(0x88760000u | code);
+}
 constexpr HRESULT DDERR_UNSUPPORTED = static_cast<HRESULT>(0x80004001u);
 constexpr HRESULT DDERR_GENERIC = static_cast<HRESULT>(0x80004005u);
 constexpr HRESULT DDERR_OUTOFMEMORY = static_cast<HRESULT>(0x8007000Eu);
@@ -51,7 +55,8 @@ constexpr DWORD DDPF_YUV = 0x200;
 
 constexpr DWORD MAKEFOURCC(char a, char b, char c, char d) {
   return static_cast<DWORD>(static_cast<uint8_t>(a)) | static_cast<DWORD>(static_cast<uint8_t>(b)) << 8 |
-         static_cast<DWORD>(static_cast<uint8_t>(c)) << 16 | static_cast<DWORD>(static_cast<uint8_t>(d)) << 24;
+         static_cast<DWORD>(static_cast<uint8_t>(c)) << 16 |
+         static_cast<DWORD>(static_cast<uint8_t>(d)) << 24;
 }
 
 struct DDPIXELFORMAT {
@@ -96,17 +101,21 @@ struct IDirectDrawClipper {
 };
 using LPDIRECTDRAWCLIPPER = IDirectDrawClipper*;
 
-// The first two slots are what include/qxsdkp.h promises to drawing callbacks (QXSP_SURFACE); keep them first.
+// The first two slots are what include/qxsdkp.h promises to drawing callbacks (QXSP_SURFACE); keep them
+// first.
 struct IDirectDrawSurface7 {
-  // Gives the address and pitch of the rectangle's top-left pixel (null: the whole surface) until Unlock. One lock at a time.
+  // Gives the address and pitch of the rectangle's top-left pixel (null: the whole surface) until Unlock. One
+  // lock at a time.
   virtual HRESULT Lock(LPRECT rect, LPDDSURFACEDESC2 desc, DWORD flags, HANDLE event) = 0;
   virtual HRESULT Unlock(LPRECT rect) = 0;
   virtual ULONG Release() = 0;
   virtual HRESULT GetSurfaceDesc(LPDDSURFACEDESC2 desc) = 0;
   virtual HRESULT SetClipper(LPDIRECTDRAWCLIPPER clipper) = 0;
   virtual HRESULT Restore() = 0;
-  // Stretches `sourceRect` of `source` to `targetRect`; the part outside this surface is cut off, the scale kept.
-  virtual HRESULT Blt(LPRECT targetRect, IDirectDrawSurface7* source, LPRECT sourceRect, DWORD flags, DDBLTFX* effects) = 0;
+  // Stretches `sourceRect` of `source` to `targetRect`; the part outside this surface is cut off, the scale
+  // kept.
+  virtual HRESULT Blt(LPRECT targetRect, IDirectDrawSurface7* source, LPRECT sourceRect, DWORD flags,
+                      DDBLTFX* effects) = 0;
 
  protected:
   ~IDirectDrawSurface7() = default;
@@ -124,6 +133,7 @@ struct IDirectDraw7 {
 };
 using LPDIRECTDRAW7 = IDirectDraw7*;
 
-using LPDDENUMCALLBACKEXA = BOOL(WINAPI*)(GUID* guid, LPSTR description, LPSTR name, LPVOID context, HMONITOR monitor);
+using LPDDENUMCALLBACKEXA = BOOL(WINAPI*)(GUID* guid, LPSTR description, LPSTR name, LPVOID context,
+                                          HMONITOR monitor);
 HRESULT DirectDrawEnumerateExA(LPDDENUMCALLBACKEXA callback, LPVOID context, DWORD flags);
 HRESULT DirectDrawCreateEx(GUID* guid, LPVOID* object, const GUID& interfaceId, IUnknown* outer);

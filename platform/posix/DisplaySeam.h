@@ -17,7 +17,8 @@ class DisplayDriver {
   virtual BOOL Peek(MSG* message) = 0;
 };
 
-// Puts `driver` (borrowed) in place of the one that QXSDKP_DISPLAY chooses; null goes back to that. Returns what a test had put before.
+// Puts `driver` (borrowed) in place of the one that QXSDKP_DISPLAY chooses; null goes back to that. Returns
+// what a test had put before.
 DisplayDriver* SetDisplayDriver(DisplayDriver* driver);
 
 }  // namespace platform

@@ -24,8 +24,8 @@ BOOL IsRectEmpty(const RECT* rect);
 BOOL SetRectEmpty(RECT* rect);
 BOOL GetMonitorInfoA(HMONITOR monitor, MONITORINFO* info);
 
-// Sends an X11 ClientMessage of type QXSDKP_MESSAGE (format 32: message, wParam, lParam) or, on the headless display, appends to a queue of
-// 256 messages. FALSE when the window is gone or the queue is full.
+// Sends an X11 ClientMessage of type QXSDKP_MESSAGE (format 32: message, wParam, lParam) or, on the headless
+// display, appends to a queue of 256 messages. FALSE when the window is gone or the queue is full.
 BOOL PostMessageA(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
 
 struct MSG {

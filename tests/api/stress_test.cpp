@@ -123,9 +123,12 @@ TEST_F(Stress, ManyPlayersAtOnceAndAgain) {
   constexpr uint32_t kMany = 64;
   for (int round = 0; round < 2; ++round) {
     const int before = Pictures();
-    for (uint32_t i = 0; i < kMany; ++i) ASSERT_EQ(OpenPlayer(), i);
-    for (uint32_t player = 0; player < kMany; ++player) ASSERT_EQ(PushKey(player), QXSP_WRITE_QUEUED);
+    for (uint32_t i = 0; i < kMany; ++i)
+      ASSERT_EQ(OpenPlayer(), i);
+    for (uint32_t player = 0; player < kMany; ++player)
+      ASSERT_EQ(PushKey(player), QXSP_WRITE_QUEUED);
     EXPECT_TRUE(WaitForPictures(before + static_cast<int>(kMany)));
-    for (uint32_t player = 0; player < kMany; ++player) ASSERT_EQ(QXSP_ReleasePlayer(player), 1);
+    for (uint32_t player = 0; player < kMany; ++player)
+      ASSERT_EQ(QXSP_ReleasePlayer(player), 1);
   }
 }
