@@ -25,8 +25,18 @@ AudioPath::Preview AudioPath::GetPreview() {
 }
 
 bool AudioPath::SetPreview(HWND window, bool enable) {
-  ScopedLock hold(m_AudioLock);
-  return m_AudioViewer.SetPreview(window, enable);
+  bool set = false;
+  {
+    ScopedLock hold(m_AudioLock);
+    set = m_AudioViewer.SetPreview(window, enable);
+  }
+  NoteChange();
+  return set;
+}
+
+void AudioPath::NoteChange() {
+  ++m_nChanges;
+  m_nChanges.notify_all();
 }
 
 void AudioPath::StopSound() {
@@ -42,7 +52,8 @@ void AudioPath::PlayAudioFrame(const FrameRecord& frame) {
   m_AudioViewer.Write(sound.pData, sound.dwSize);
 }
 
-void AudioPath::Monitor() {
+bool AudioPath::Monitor() {
   ScopedLock hold(m_AudioLock);
   m_AudioViewer.Monitor();
+  return m_AudioViewer.IsEnabled();
 }

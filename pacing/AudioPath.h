@@ -1,6 +1,7 @@
 // A player's sound from the compressed frame to the sound device: decoder and audio viewer.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
 
@@ -39,11 +40,19 @@ class AudioPath {
 
   // Video play thread: decodes and writes one frame.
   void PlayAudioFrame(const FrameRecord& frame) EXCLUDES(m_AudioLock);
-  // Audio thread: one pass.
-  void Monitor() EXCLUDES(m_AudioLock);
+  // Audio thread: one pass. False when there is nothing to do until something changes: sound is switched off.
+  bool Monitor() EXCLUDES(m_AudioLock);
+
+  // How the audio thread rests without missing anything: it takes the count of changes, looks, and waits only
+  // while the count is still the same.
+  uint32_t Changes() const { return m_nChanges; }
+  void WaitForChange(uint32_t seen) const { m_nChanges.wait(seen); }
+  // Wakes the audio thread. Any thread.
+  void NoteChange();
 
  private:
   const PlayerLabel& m_Label;
+  std::atomic<uint32_t> m_nChanges{0};  // of the preview, and requests to end
 
   // Written while no play thread runs, used by the video play thread.
   std::shared_ptr<Decoder> m_pDecoder;

@@ -22,6 +22,7 @@ bool PlayThreads::Start() {
 
 void PlayThreads::Stop() {
   m_bRunning = false;
+  m_Audio.NoteChange();
   m_PlayThread.Wait();
   m_PlayThread.Close();
   m_AudioThread.Wait();
@@ -48,9 +49,16 @@ void PlayThreads::VideoLoop() {
 }
 
 void PlayThreads::AudioLoop() {
-  while (m_bRunning) {
-    m_Audio.Monitor();
-    Sleep(kPassMs);
+  while (true) {
+    const uint32_t seen = m_Audio.Changes();
+    if (!m_bRunning) break;
+    // Most cameras are watched in silence: a thread with nothing to feed must not wake a thousand times a
+    // second.
+    if (m_Audio.Monitor()) {
+      Sleep(kPassMs);
+    } else {
+      m_Audio.WaitForChange(seen);
+    }
   }
 }
 
