@@ -75,6 +75,7 @@ bool X11Screen::TryPut(const Put& put, const X11Window& window, HRESULT& code) {
   if (!reachable) return true;  // no window is that large
   const xcb_void_cookie_t sent = SendPut(put, window, static_cast<int16_t>(x), static_cast<int16_t>(y));
   if (sent.sequence == 0) {
+    if (!connection.IsAlive()) return false;
     code = DDERR_OUTOFMEMORY;
     return true;
   }
@@ -95,7 +96,8 @@ xcb_void_cookie_t X11Screen::SendPut(const Put& put, const X11Window& window, in
 }
 
 // Sends the pixels themselves, in pieces that fit into a request. Answers the last piece's cookie, which is
-// refused when any is; sequence 0 when there is no memory.
+// refused when any is; sequence 0 when there is no memory or no
+// connection.
 xcb_void_cookie_t X11Screen::SendPlainPut(const Put& put, const X11Window& window, int16_t x, int16_t y) {
   const size_t capacity = m_pConnection->MaxPutBytes();
   MutexLock lock(m_StagingLock);
