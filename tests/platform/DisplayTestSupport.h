@@ -49,6 +49,13 @@ inline DDSURFACEDESC2 EmptyDesc() {
   return desc;
 }
 
+inline DDSURFACEDESC2 PrimaryDesc() {
+  DDSURFACEDESC2 desc = EmptyDesc();
+  desc.dwFlags = DDSD_CAPS;
+  desc.ddsCaps.dwCaps = DDSCAPS_PRIMARYSURFACE;
+  return desc;
+}
+
 inline DDSURFACEDESC2 OffScreenDesc(DWORD width, DWORD height) {
   DDSURFACEDESC2 desc = EmptyDesc();
   desc.dwFlags = DDSD_CAPS | DDSD_WIDTH | DDSD_HEIGHT;
@@ -84,9 +91,7 @@ struct TestScreen {
   // Check `back` for success.
   explicit TestScreen(GUID* guid) : device(CreateDevice(guid)) {
     if (!device || FAILED(device->SetCooperativeLevel(nullptr, DDSCL_NORMAL | DDSCL_MULTITHREADED))) return;
-    desc.dwFlags = DDSD_CAPS;
-    desc.ddsCaps.dwCaps = DDSCAPS_PRIMARYSURFACE;
-    primary = CreateSurface(*device.Get(), desc);
+    primary = CreateSurface(*device.Get(), PrimaryDesc());
     if (!primary || FAILED(primary->GetSurfaceDesc(&desc))) return;
     if (FAILED(device->CreateClipper(0, clipper.Receive(), nullptr))) return;
     primary->SetClipper(clipper.Get());
