@@ -1,11 +1,8 @@
 // Surfaces, clippers and copies through the DirectDraw interfaces, on the headless display.
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <atomic>
 #include <cstring>
 #include <memory>
-#include <thread>
 
 #include "tests/platform/DisplayTestSupport.h"
 #include "tests/support/TestSeam.h"
@@ -187,40 +184,6 @@ TEST_F(SurfaceTest, OutlivesTheDeviceThatMadeIt) {
   ASSERT_EQ(EnumerateDevices(devices), DD_OK);  // the display itself is replaced
   EXPECT_EQ(m_pScreen->back->Blt(nullptr, picture.Get(), nullptr, 0, nullptr), DD_OK);
   EXPECT_EQ(m_pScreen->Show({0, 0, 640, 360}), DD_OK);
-}
-
-// Players share screens without a common lock: their own pictures must arrive whole. Meant for a run under
-// the thread sanitizer.
-TEST_F(SurfaceTest, PlayersDrawSideBySide) {
-  constexpr int kPlayers = 4;
-  std::atomic<int> failures = 0;
-  std::vector<std::thread> players;
-  players.reserve(kPlayers);
-  for (int player = 0; player < kPlayers; ++player) {
-    players.emplace_back([&, player] {
-      const auto picture = CreateSurface(Device(), FourCCDesc(80, 60, kYv12));
-      RECT place = {player * 160, 0, player * 160 + 160, 120};
-      RECT from = {0, 0, 80, 60};
-      for (int frame = 0; frame < 200; ++frame) {
-        DDSURFACEDESC2 desc = EmptyDesc();
-        if (picture->Lock(nullptr, &desc, 0, nullptr) != DD_OK) ++failures;
-        for (int y = 0; y < 60; ++y)
-          std::memset(static_cast<uint8_t*>(desc.lpSurface) + y * desc.lPitch, 16 + 50 * player, 80);
-        picture->Unlock(nullptr);
-        m_pScreen->clipper->SetHWnd(0, kWindow);
-        m_pScreen->primary->SetClipper(m_pScreen->clipper.Get());
-        if (m_pScreen->back->Blt(&place, picture.Get(), &from, 0, nullptr) != DD_OK) ++failures;
-        if (m_pScreen->Show(place) != DD_OK) ++failures;
-      }
-    });
-  }
-  for (std::thread& player : players)
-    player.join();
-  EXPECT_EQ(failures, 0);
-  for (int player = 0; player < kPlayers; ++player) {
-    const auto grey = static_cast<double>(PixelOfBack(player * 160 + 80, 60) & 0xFF);
-    EXPECT_NEAR(grey, 50 * player * 1.164, 2);
-  }
 }
 
 }  // namespace

@@ -1,19 +1,10 @@
-// Rectangles, surface formats and the planes of a surface, as tables.
+// Rectangles and the planes of a surface.
 #include "video/PresentationGeometry.h"
 
 #include <climits>
 
 #include "tests/viewer/ViewerFixture.h"
 #include "video/SurfaceFormat.h"
-
-TEST(PresentationGeometry, HalfSizeNeedsBothSidesAtMostHalf) {
-  EXPECT_TRUE(UseHalfSize(QPF_YV12, 704, 576, {-100, -50, 252, 238}));
-  EXPECT_FALSE(UseHalfSize(QPF_YV12, 704, 576, {0, 0, 353, 288}));
-  EXPECT_FALSE(UseHalfSize(QPF_YV12, 704, 576, {0, 0, 352, 289}));
-  EXPECT_FALSE(UseHalfSize(QPF_YV12, 705, 577, {0, 0, 353, 288})) << "the half is rounded down";
-  EXPECT_FALSE(UseHalfSize(QPF_NV12, 704, 576, {0, 0, 100, 100})) << "planar pictures only";
-  EXPECT_FALSE(UseHalfSize(QPF_YV12, 704, 576, {INT_MIN, INT_MIN, INT_MAX, INT_MAX}));
-}
 
 TEST(PresentationGeometry, SourceLosesTheCropBeforeItIsHalved) {
   EXPECT_EQ(SourceOnSurface({0, 0, 1920, 1088}, 17, false), (RECT{0, 0, 1903, 1080})) << "half of 17 is 8";
@@ -34,41 +25,27 @@ TEST(PresentationGeometry, WindowsAreDrawnOnScreensThatTheyOverlap) {
   EXPECT_EQ(WindowOnScreen(kAll, {-9, 100, 0, 200}), (RECT{INT_MIN + 9, INT_MIN, INT_MAX, INT_MAX - 100}));
 }
 
-TEST(SurfaceFormat, NamesDescriptionsAndPitches) {
-  constexpr DWORD kYuv = DDPF_FOURCC | DDPF_YUV;
-  const struct {
-    uint32_t format;
-    const char* name;
-    DWORD flags, fourCC, bits;  // flags 0: no surface has this format
-    LONG pitch;                 // the least for 16 pixels
-  } rows[] = {{0, "QPF_Unknown", 0, 0, 0, 0},
-              {1, "QPF_XRGB", DDPF_RGB, 0, 32, 64},
-              {2, "QPF_YUYV", kYuv, 0x32595559, 16, 32},
-              {3, "QPF_YV12", kYuv, 0x32315659, 8, 16},
-              {4, "QPF_NV12", kYuv, 0x3231564E, 8, 16},
-              {5, "QPF_D3DSurface", 0, 0, 0, 0},
-              {UINT_MAX, "QPF_Unknown", 0, 0, 0, 0}};
-  uint8_t byte = 0;
-  for (const auto& row : rows) {
-    EXPECT_STREQ(FormatName(row.format), row.name);
-    DDPIXELFORMAT description = {};
-    EXPECT_EQ(DescribePixelFormat(row.format, description), row.flags != 0) << row.name;
-    EXPECT_EQ(description.dwFlags, row.flags) << row.name;
-    EXPECT_EQ(description.dwFourCC, row.fourCC) << row.name;
-    EXPECT_EQ(description.dwRGBBitCount, row.bits) << row.name;
-    EXPECT_EQ(description.dwGBitMask, row.format == 1 ? 0xFF00u : 0u) << row.name;
-
-    SurfacePlanes planes;
-    DDSURFACEDESC2 locked = EmptySurfaceDesc();
-    for (void* memory : {static_cast<void*>(&byte), static_cast<void*>(nullptr)}) {
-      locked.lpSurface = memory;
-      for (const LONG pitch : {row.pitch, row.pitch - 1, LONG{-64}, LONG{0}}) {
-        locked.lPitch = pitch;
-        const bool fits = row.flags != 0 && pitch == row.pitch && memory != nullptr;
-        EXPECT_EQ(LaySurfacePlanes(locked, row.format, 16, 4, planes), fits) << row.name << " " << pitch;
-        EXPECT_FALSE(LaySurfacePlanes(locked, row.format, INT_MAX, 4, planes));
-        EXPECT_FALSE(LaySurfacePlanes(locked, row.format, 0, -4, planes));
-      }
-    }
+TEST(PresentationGeometry, PlanesFollowThePitchAndMustHoldThePicture) {
+  uint8_t memory[64];
+  DDSURFACEDESC2 locked = EmptySurfaceDesc();
+  locked.lpSurface = memory;
+  SurfacePlanes planes;
+  const auto fits = [&](uint32_t format, LONG pitch, int32_t width, int32_t height) {
+    locked.lPitch = pitch;
+    return LaySurfacePlanes(locked, format, width, height, planes);
+  };
+  EXPECT_TRUE(fits(QPF_YV12, 6, 4, 3));  // 18 luma bytes, 18 * 5 / 4 = 22
+  EXPECT_EQ(planes.pPlane[1] - memory, 22);
+  EXPECT_EQ(planes.pPlane[2] - memory, 18);
+  for (const auto& [format, pitch] :
+       {std::pair{QPF_XRGB, 64}, {QPF_YUYV, 32}, {QPF_YV12, 16}, {QPF_NV12, 16}}) {
+    EXPECT_TRUE(fits(format, pitch, 16, 4));
+    EXPECT_FALSE(fits(format, pitch - 1, 16, 4));
+    EXPECT_FALSE(fits(format, -pitch, 16, 4));
+    EXPECT_FALSE(fits(format, pitch, INT_MAX, 4));
+    EXPECT_FALSE(fits(format, pitch, 16, -4));
   }
+  EXPECT_FALSE(fits(0, 64, 16, 4));
+  locked.lpSurface = nullptr;
+  EXPECT_FALSE(fits(QPF_XRGB, 64, 16, 4));
 }
