@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <fstream>
+#include <latch>
 #include <numeric>
 #include <set>
 #include <sstream>
@@ -126,11 +127,13 @@ TEST_F(LogTest, CutsWhatIsTooLong) {
 
 TEST_F(LogTest, LinesOfSeveralThreadsStayWholeAndInOneOrderInEverySink) {
   testing::internal::CaptureStdout();
+  std::latch start(4);
   std::vector<std::thread> threads;
   std::set<std::string> expected;
   for (char t = 'a'; t < 'e'; ++t) {
     expected.insert(kTime + "info: f(1): " + std::string(1500, t) + "\n");
-    threads.emplace_back([t] {
+    threads.emplace_back([&start, t] {
+      start.arrive_and_wait();
       for (int i = 0; i < 100; ++i)
         kitc_log(kLogInfo, "f", 1, "%s", std::string(1500, t).c_str());
     });
