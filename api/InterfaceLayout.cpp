@@ -4,6 +4,7 @@
 #include <type_traits>
 
 #include "api/Notification.h"
+#include "api/PlayerTable.h"
 #include "include/qxsdkp.h"
 #include "player/StreamHeader.h"
 #include "src/kitc/Log.h"
@@ -47,12 +48,30 @@ static_assert(std::is_same_v<QXSP_YUV_DATA_CALLBACK, YUVDataCallBack> &&
 
 // Header fields that the library reads by their offset.
 static_assert(sizeof(QXSP_SHORT_HEADER) == kShortHeaderBytes && sizeof(QXSP_FILE_HEADER) == kFileHeaderBytes);
-static_assert(offsetof(QXSP_FILE_HEADER, wVideoCodecID) == kVideoCodecID &&
+static_assert(offsetof(QXSP_FILE_HEADER, wDeviceType) == kDeviceType &&
+              offsetof(QXSP_FILE_HEADER, wVideoCodecID) == kVideoCodecID &&
+              offsetof(QXSP_FILE_HEADER, wVideoDataType) == kVideoDataType &&
+              offsetof(QXSP_FILE_HEADER, wVideoFormat) == kVideoFormat &&
+              offsetof(QXSP_FILE_HEADER, wVideoWidth) == kVideoWidth &&
+              offsetof(QXSP_FILE_HEADER, wVideoHeight) == kVideoHeight &&
+              offsetof(QXSP_FILE_HEADER, wFrameRateNum) == kFrameRateNum &&
               offsetof(QXSP_FILE_HEADER, wFrameRateDen) == kFrameRateDen &&
+              offsetof(QXSP_FILE_HEADER, wAudioCodecID) == kAudioCodecID &&
+              offsetof(QXSP_FILE_HEADER, wAudioSampleRate) == kAudioSampleRate &&
+              offsetof(QXSP_FILE_HEADER, wAudioChannels) == kAudioChannels &&
               offsetof(QXSP_FILE_HEADER, wAudioBits) == kAudioBits &&
               offsetof(QXSP_FILE_HEADER, dwRecFileTotalFrames) == kRecFileTotalFrames &&
               offsetof(QXSP_FILE_HEADER, wRecFileType) == kRecFileType);
 
+static_assert(int{QXSP_MAX_PLAYERS} == int{kMaxPlayers});
+static_assert(int{QXSP_WRITE_QUEUED} == int{kPushQueued} &&
+              int{QXSP_WRITE_ILLEGAL_FRAME} == int{kInputIllegalFrame} &&
+              int{QXSP_WRITE_WAIT_FIRST_KEYFRAME} == int{kInputWaitsForFirstKeyFrame} &&
+              int{QXSP_WRITE_WAIT_KEYFRAME} == int{kPushWaitsForKeyFrame} &&
+              int{QXSP_WRITE_QUEUE_FULL} == int{kPushQueueFull} &&
+              int{QXSP_WRITE_NO_MEMORY} == int{kPushNoMemory});
+static_assert(int{QXSP_MODE_AT_ONCE} == int{kModeAtOnce} && QXSP_MODE_BUFFERED(0) == int{kModeBuffered} &&
+              int{QXSP_MODE_CATCH_UP} == int{kModeCatchUp});
 static_assert(int{QXSP_EVENT_SNAPSHOT} == int{kEventSnapshot} &&
               int{QXSP_EVENT_END_OF_FILE} == int{kEventEndOfFile});
 static_assert(int{QXSP_LOG_ALL} == int{kLogAll} && int{QXSP_LOG_DEBUG} == int{kLogDebug} &&

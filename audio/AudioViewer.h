@@ -31,8 +31,7 @@ class AudioViewer {
   // for a format that cannot be played and without memory; there is no buffer then, and every call below does
   // nothing.
   bool Init(uint32_t nPlayerID, const AudioFormat& format);
-  // Sound off; lets the buffer and the memory go. The playing flag stays, so that sound can be switched on
-  // again for the next stream.
+  // Sound off; lets the buffer and the memory go. The playing flag stays as it is; Init clears it.
   void Release();
 
   // Switches sound on or off; either way what is queued is dropped. False when there is no device or buffer.

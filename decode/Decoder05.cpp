@@ -23,7 +23,21 @@ bool Decoder05::DecodeFrameVideo(DecodedPicture& picture, const uint8_t* data, u
   const QXD05_Picture* output = nullptr;
   uint32_t heldBack = 0;
   int32_t result = 0;
-  if (!platform::RunGuarded([&] { result = m_Library.Decode(m_hDecoder, &input, &output, &heldBack); })) {
+  bool present = false;
+  bool stored = true;
+  // The copy out of the library's memory is guarded, too: its planes and strides are only what it claims.
+  const bool survived = platform::RunGuarded([&] {
+    result = m_Library.Decode(m_hDecoder, &input, &output, &heldBack);
+    present = result > 0 && output != nullptr && output->bPresent != 0;
+    if (!present) return;
+    const LibraryPicture source = {output->nWidth,
+                                   output->nHeight,
+                                   {output->nLumaStride, output->nChroma1Stride, output->nChroma2Stride},
+                                   {output->pLuma, output->pChroma1, output->pChroma2}};
+    stored = m_Buffer.Store(source, picture);
+  });
+  if (!survived) {
+    picture.bHasImage = false;
     kitc_log(kLogError, "Decoder.cpp", __LINE__, "%s crash,decodeid:%d\n", m_Library.szDecodeFunction,
              static_cast<int>(nPlayerID));
     CloseLibrary();
@@ -31,17 +45,13 @@ bool Decoder05::DecodeFrameVideo(DecodedPicture& picture, const uint8_t* data, u
     return false;
   }
   if (result <= 0) return false;
-  if (output == nullptr || output->bPresent == 0) {
+  if (!present) {
     ++m_nNoPicture;
     m_LastPicture = picture;
     return true;
   }
 
-  const LibraryPicture source = {output->nWidth,
-                                 output->nHeight,
-                                 {output->nLumaStride, output->nChroma1Stride, output->nChroma2Stride},
-                                 {output->pLuma, output->pChroma1, output->pChroma2}};
-  if (!m_Buffer.Store(source, picture)) {
+  if (!stored) {
     // "buffer size" and "failed", in GBK
     kitc_log(kLogError, "Decoder.cpp", __LINE__,
              "decodeid:%d %s::DecodeFrameVideo \xBB\xBA\xB4\xE6\xB4\xF3\xD0\xA1:%d realloc\xCA\xA7\xB0\xDC "

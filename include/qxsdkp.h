@@ -249,9 +249,10 @@ typedef struct QXSP_MEDIA_FILE_INFO {
 // that waits; it could wait for itself. Have a thread of your own do it instead:
 //   - QXSP_InitSDK, QXSP_ReleaseSDK, QXSP_CreatePlayer, QXSP_ReleasePlayer and QXSP_SetPlayerName at all;
 //   - QXSP_OpenStream, QXSP_CloseStream, QXSP_OpenFile, QXSP_Stop, QXSP_WriteToStreamOneFrame and
-//     QXSP_WriteToStreamOneFrame2 of the same player;
+//     QXSP_WriteToStreamOneFrame2 of any player: the other one's play thread may be waiting for this one;
 //   - in a drawing callback, also the functions of chapter 9, of any player, but for QXSP_GetScreenInfo and
 //     QXSP_RefreshWindow: other play threads may be waiting for the screen that this one holds.
+// Nor may a callback end the process with exit().
 
 // A decoded picture on its way to the screen, planar YUV 4:2:0: luma, Cb, Cr, chroma half as wide and high.
 // On the play thread, before the picture is shown, overlays already drawn in. Width and height come from
@@ -352,9 +353,9 @@ static inline int32_t QXSP_UnlockSurface(void* pSurface) {
 // 5  Start and stop, players
 
 // Reads QXSDKP.ini from the directory of the host's executable, finds the screens and the sound device,
-// starts the codec libraries and the log. Before everything else. Answers 1; 0 when the screens or a codec
-// library cannot be started: then nothing may be played. Missing sound or image processing is logged and no
-// failure. Blocks while devices open. May be called again.
+// starts the codec libraries and the log. Before everything else. Answers 1; 0 when the screens or the
+// H.264/H.265 library cannot be started: then nothing may be played. Missing sound is logged and no failure.
+// Blocks while devices open. May be called again, with all streams and files closed.
 //
 // QXSDKP.ini, lines of "key = value", "#" begins a comment:
 //   ViewLock        1 (default): players present one after the other; 0: at the same time
@@ -368,7 +369,8 @@ static inline int32_t QXSP_UnlockSurface(void* pSurface) {
 QXSP_API int32_t QXSP_CALL QXSP_InitSDK(void);
 
 // Gives back what QXSP_InitSDK took and closes the source of every player. Waits. The players stay the
-// host's: release them before or after, with QXSP_ReleasePlayer. Close streams and files first.
+// host's: release them before or after, with QXSP_ReleasePlayer. Close streams and files first. Call it, or
+// release the players, before the library is unloaded.
 QXSP_API void QXSP_CALL QXSP_ReleaseSDK(void);
 
 // Sets both thresholds of the log (QXSP_LOG_...) and the directory of its files, one a local day, named
@@ -386,7 +388,7 @@ QXSP_API int32_t QXSP_CALL QXSP_CreatePlayer(void);
 QXSP_API int32_t QXSP_CALL QXSP_ReleasePlayer(uint32_t nPlayerID);
 
 // Names the player in log lines. pszName is copied, of any length, and may be null for the empty name.
-// Nothing on a bad identifier.
+// Waits while another thread creates or releases a player. Nothing on a bad identifier.
 QXSP_API void QXSP_CALL QXSP_SetPlayerName(uint32_t nPlayerID, const char* pszName);
 
 // Keeps 32 bits for the host until the player is released. Never blocks. Nothing on a bad identifier.
@@ -410,7 +412,8 @@ QXSP_API int32_t QXSP_CALL QXSP_OpenStream(uint32_t nPlayerID, const void* pHead
 // nothing was open; 0 for a bad identifier.
 QXSP_API int32_t QXSP_CALL QXSP_CloseStream(uint32_t nPlayerID);
 
-// Reads back the header of the stream or file opened last, also after it was closed: the QXSP_FILE_HEADER
+// Reads back the header that was last given to QXSP_OpenStream (32 bytes or more, also when that failed) or
+// found in the file opened last, also after it was closed: the QXSP_FILE_HEADER
 // when that was the form and dwSize is at least 96, else 32 bytes. Answers 1; 0 for a bad identifier, a null
 // buffer or dwSize below 32.
 QXSP_API int32_t QXSP_CALL QXSP_GetHeaderData(uint32_t nPlayerID, void* pBuffer, uint32_t dwSize);
@@ -442,7 +445,8 @@ QXSP_API int32_t QXSP_CALL QXSP_WriteToStreamOneFrame2(uint32_t nPlayerID, const
                                                        uint32_t dwSize, uint32_t dwTimeStampLow,
                                                        uint32_t dwTimeStampHigh);
 
-// Answers 1 while the last video decode succeeded; 0 otherwise and for a bad identifier. Never blocks.
+// Answers 1 while the last video decode succeeded; 0 otherwise and for a bad identifier. Opening, closing and
+// releasing leave it as it is. Never blocks.
 QXSP_API int32_t QXSP_CALL QXSP_HasImage(uint32_t nPlayerID);
 
 // Sets the mode, QXSP_MODE_..., that players get when they are created or released from now on. At first

@@ -27,7 +27,6 @@ class AudioPath {
   void Open(std::shared_ptr<Decoder> decoder, const AudioFormat& format) EXCLUDES(m_AudioLock);
   void ReleaseViewer() EXCLUDES(m_AudioLock);
   void DropDecoder() { m_pDecoder.reset(); }
-  bool HasDecoder() const { return m_pDecoder != nullptr; }
   // How far sound is behind the moment it is written, ms: the device's latency and what the decoder holds
   // back. Needs a decoder.
   int32_t DelayMs() EXCLUDES(m_AudioLock);

@@ -86,8 +86,9 @@ PushResult FrameBufferPool::PushBackFrame(uint32_t nPlayerID, const FrameRecord&
   if (frame.dwFrameSize != 0) std::memcpy(queued.bytes.get(), frame.pFrame, frame.dwFrameSize);
   queued.record = frame;
   queued.record.pFrame = queued.bytes.get();
+  m_bWaitKeyFrame = true;  // should the queue not be able to grow, this frame is lost as well
   (isVideo ? m_VideoFrames : m_AudioFrames).push_back(std::move(queued));
-  if (isVideo) m_bWaitKeyFrame = false;
+  m_bWaitKeyFrame = false;
   return kPushQueued;
 }
 

@@ -30,7 +30,8 @@ class FrameBufferPool {
   void ResetForLive() EXCLUDES(m_lock);
   // Takes nothing from now on, and drops what is queued.
   void CloseAndClear() EXCLUDES(m_lock);
-  // Drops what is queued and waits for a key frame.
+  // Drops what is queued and waits for a key frame. Only while no play thread runs: it uses the front's
+  // bytes.
   void ClearFrames() EXCLUDES(m_lock);
 
   // Queues a copy of the frame. nPlayerID is for log lines. May throw std::bad_alloc when the queue itself

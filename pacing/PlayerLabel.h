@@ -3,7 +3,9 @@
 
 #include <atomic>
 #include <cstdint>
+#include <memory>
 #include <string>
+#include <utility>
 
 #include "src/kitc/Lock.h"
 
@@ -13,17 +15,35 @@ class PlayerLabel {
   void SetPlayerID(uint32_t nPlayerID) { m_nPlayerID = nPlayerID; }
   uint32_t PlayerID() const { return m_nPlayerID; }
 
+  // A name as it was at some moment; stays valid however often the player is renamed.
+  class Text {
+   public:
+    Text() = default;
+    explicit Text(std::shared_ptr<const std::string> name) : m_pName(std::move(name)) {}
+    const char* c_str() const noexcept { return m_pName != nullptr ? m_pName->c_str() : ""; }
+
+   private:
+    std::shared_ptr<const std::string> m_pName;
+  };
+
+  // Throws std::bad_alloc, the old name staying.
   void SetName(std::string name) EXCLUDES(m_NameLock) {
+    auto shared = std::make_shared<const std::string>(std::move(name));
     ScopedLock hold(m_NameLock);
-    m_strName.swap(name);
+    m_pName.swap(shared);
   }
-  std::string Name() const EXCLUDES(m_NameLock) {
+  void ClearName() noexcept EXCLUDES(m_NameLock) {
     ScopedLock hold(m_NameLock);
-    return m_strName;
+    m_pName.reset();
+  }
+  // Allocates nothing: log lines are written where running out of memory must not throw.
+  Text Name() const noexcept EXCLUDES(m_NameLock) {
+    ScopedLock hold(m_NameLock);
+    return Text(m_pName);
   }
 
  private:
   std::atomic<uint32_t> m_nPlayerID{0};
   mutable Lock m_NameLock;
-  std::string m_strName GUARDED_BY(m_NameLock);
+  std::shared_ptr<const std::string> m_pName GUARDED_BY(m_NameLock);  // null: the empty name
 };

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <new>
 
 #include "player/LiveFrame.h"
 #include "src/kitc/Log.h"
@@ -37,7 +38,7 @@ void Player::Reset() {
     CloseSource();
   }
   m_PlayThreads.ResetStatistics();
-  m_Label.SetName({});
+  m_Label.ClearName();
   m_dwUserData = 0;
   m_Video.SetPictureSize(0, 0);
   m_TimeStampGen.Reset();
@@ -48,8 +49,14 @@ bool Player::CreateStream(const void* header, uint32_t sizeBytes) {
   const AudioPath::Preview preview = m_Audio.GetPreview();
   ScopedLock hold(m_PlayerLock);
   CloseStream();
-  if (!OpenStream(header, sizeBytes)) {
-    DropDecoders();
+  bool opened = false;
+  try {
+    opened = OpenStream(header, sizeBytes);
+  } catch (const std::bad_alloc&) {
+    // As any other refusal.
+  }
+  if (!opened) {
+    CloseSource();
     return false;
   }
   kitc_log(kLogDebug, kSource, __LINE__, "Player::CreateStream codecid:%d uThreadId:0x%x name:%s\n",
@@ -70,9 +77,7 @@ bool Player::OpenStream(const void* header, uint32_t sizeBytes) {
   m_FrameControl.ResetClock(true);
   m_bStream = true;
   m_bWaitFirstKeyFrame = true;
-  if (m_PlayThreads.Start()) return true;
-  m_FrameBufferPool.CloseAndClear();
-  return false;
+  return m_PlayThreads.Start();
 }
 
 bool Player::ReadHeader(const void* header, uint32_t sizeBytes, StreamFormat& format) {

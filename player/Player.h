@@ -34,7 +34,7 @@ class Player {
   Player(const Player&) = delete;
   Player& operator=(const Player&) = delete;
 
-  // Written by start-up, before the host creates players.
+  // Written by start-up, while no source is open.
   void SetPlayerID(uint32_t nPlayerID);
   // Closes the source and puts name, user data, statistics, frame rate and frame control back to their
   // initial values.
@@ -44,7 +44,7 @@ class Player {
   // played or a device that refuses.
   bool CreateStream(const void* header, uint32_t sizeBytes) EXCLUDES(m_PlayerLock);
   void ReleaseStream() EXCLUDES(m_PlayerLock);
-  // Copies 96 or 32 bytes of the last source's header; false for a null buffer or fewer than 32 bytes.
+  // Copies 96 or 32 bytes of the header given last; false for a null buffer or fewer than 32 bytes.
   bool GetHeaderData(void* buffer, uint32_t sizeBytes) EXCLUDES(m_HeaderLock);
   // Queues one frame. A negative timestamp (ms) means none. Returns an InputResult or a PushResult.
   int32_t WriteFrame(const uint8_t* data, uint32_t size, int64_t timestamp) EXCLUDES(m_PlayerLock);

@@ -208,7 +208,18 @@ bool VideoViewer::_ShowFrameToScreen(int32_t screenIndex, const Preview& preview
   bool shown = false;
   const bool survived =
       platform::RunGuarded([&] { shown = DrawOnScreen(screenIndex, preview, picture, lock, sums); });
+  if (!survived) ReleaseAfterCrash(screenIndex);
   return survived && shown;
+}
+
+// A crash may leave the off-screen surface in the middle of a copy and the back surface locked by the host's
+// callback; both are needed for the next picture.
+void VideoViewer::ReleaseAfterCrash(int32_t screenIndex) {
+  const auto index = static_cast<size_t>(screenIndex);
+  platform::RunGuarded([&] {
+    m_OffScreens[index].lpDDSOffscreen->Unlock(nullptr);
+    g_Screens[index].lpDDSBack->Unlock(nullptr);
+  });
 }
 
 bool VideoViewer::PrepareOffScreen(int32_t screenIndex, const Picture& picture) {

@@ -73,6 +73,7 @@ class VideoViewer {
   bool ShowFrameToWindow(const Preview& preview, const Picture& picture, ShowTimings& sums);
   bool _ShowFrameToScreen(int32_t screenIndex, const Preview& preview, const Picture& picture,
                           ShowTimings& sums);
+  void ReleaseAfterCrash(int32_t screenIndex);
   bool PrepareOffScreen(int32_t screenIndex, const Picture& picture);
   bool DrawOnScreen(int32_t screenIndex, const Preview& preview, const Picture& picture, SurfaceLock& lock,
                     ShowTimings& sums);

@@ -50,6 +50,7 @@ HRESULT Surface::Lock(LPRECT rect, LPDDSURFACEDESC2 desc, DWORD /*flags*/, HANDL
 }
 
 HRESULT Surface::Unlock(LPRECT /*rect*/) {
+  m_bStretching = false;  // of a copy that a crash has cut short; whoever caught it unlocks
   return m_bLocked.exchange(false) ? DD_OK : DDERR_NOTLOCKED;
 }
 

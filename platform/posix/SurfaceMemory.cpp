@@ -16,7 +16,8 @@ constexpr size_t kHugePage = 2 << 20;
 // Screen-sized memory lies on huge pages where the system has them: each picture runs through all of it, and
 // with 4 KB pages 1080p spends a tenth of its conversion on looking them up.
 size_t AlignmentFor(size_t byteCount) {
-  return byteCount >= kHugePage ? kHugePage : kCacheLine;
+  const bool hasAddressesToSpare = sizeof(void*) > 4;
+  return hasAddressesToSpare && byteCount >= kHugePage ? kHugePage : kCacheLine;
 }
 
 class HeapMemory final : public SurfaceMemory {
