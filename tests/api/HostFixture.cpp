@@ -72,6 +72,10 @@ int32_t HostFixture::PushDelta(uint32_t player) {
   return Push(player, 0x41);
 }
 
+void HostFixture::SetBeforeCopy(QXSP_DRAW_CALLBACK callback) {
+  QXSP_SetCallBack(nullptr, nullptr, callback, CountPicture);
+}
+
 bool HostFixture::WaitForPictures(int count) {
   std::unique_lock lock(g_Mutex);
   return g_Shown.wait_for(lock, std::chrono::seconds(30), [count] { return g_nPictures >= count; });

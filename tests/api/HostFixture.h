@@ -28,6 +28,9 @@ class HostFixture : public testing::Test {
   static int32_t PushKey(uint32_t player);
   static int32_t PushDelta(uint32_t player);
 
+  // Calls `callback` before each copy to a back surface.
+  static void SetBeforeCopy(QXSP_DRAW_CALLBACK callback);
+
   // Blocks until `count` pictures in all were copied to a screen since the test began; false after 30 s.
   static bool WaitForPictures(int count);
   static int Pictures();

@@ -16,6 +16,16 @@ namespace {
 
 class Players : public HostFixture {};
 
+// A host's drawing that crashes with the back surface locked, every second time.
+void QXSP_CALLBACK LockAndCrash(uint32_t /*player*/, void* /*window*/, void* /*display*/, void* surface,
+                                QXSP_RECT* /*target*/, QXSP_RECT* /*image*/) {
+  static int calls = 0;
+  QXSP_SURFACE_DESC desc;
+  EXPECT_EQ(QXSP_LockSurface(surface, nullptr, &desc), 1);
+  if (++calls % 2 == 1) scripted05::Crash();
+  QXSP_UnlockSurface(surface);
+}
+
 constexpr uint32_t kNotPlayers[] = {0, 511, 512, 0x7FFFFFFF, 0xFFFFFFFF};
 
 }  // namespace
@@ -209,6 +219,8 @@ TEST_F(Players, LostSurfacesAndCrashesInTheDisplayCostOnePicture) {
       [this] { display.Lose(DisplayPart::Primary); },
       [this] { display.Crash(DisplayCall::Lock, DisplayPart::OffScreen); },
       [this] { display.Crash(DisplayCall::Blt, DisplayPart::Primary); },
+      [] { SetBeforeCopy(LockAndCrash); },
+      [] { SetBeforeCopy(nullptr); },
   };
   for (const auto& fault : kFaults) {
     fault();
