@@ -7,6 +7,7 @@ extern "C" {
 
 #include <chrono>
 #include <limits>
+#include <thread>
 
 namespace {
 
@@ -15,6 +16,8 @@ using Clock = std::chrono::steady_clock;
 constexpr int kMostPixels = 10000;  // a side, of a stream header
 // A step of the source's time line beyond this is a break in it, not a pause of the camera.
 constexpr int64_t kMostStepMs = 10000;
+// Between two questions to an input that has nothing yet and does not wait by itself.
+constexpr std::chrono::milliseconds kPoll{5};
 
 struct InputCloser {
   void operator()(AVFormatContext* input) const { avformat_close_input(&input); }
@@ -51,7 +54,6 @@ struct AccessUnitSource::Av {
   const AVStream* stream = nullptr;  // of input
   bool drained = false;              // the filter got the end of the stream
   Clock::time_point opened = Clock::now();
-  Clock::time_point deadline;  // of the call at work
 };
 
 AccessUnitSource::AccessUnitSource(std::string address, int timeoutSeconds,
@@ -66,6 +68,9 @@ AccessUnitSource::~AccessUnitSource() = default;
 bool AccessUnitSource::Open() {
   m_strError.clear();
   m_llShift.reset();
+  // Closing the old input talks to the camera, too, and needs its time.
+  StartCall();
+  m_Av.reset();
   m_Av = std::make_unique<Av>();
   return OpenInput() && OpenVideo() && OpenFilter();
 }
@@ -74,14 +79,19 @@ bool AccessUnitSource::Restart() {
   return Open();
 }
 
+void AccessUnitSource::StartCall() {
+  m_Deadline = Clock::now() + std::chrono::seconds(m_nTimeoutSeconds);
+}
+
 bool AccessUnitSource::OpenInput() {
-  m_Av->deadline = Clock::now() + std::chrono::seconds(m_nTimeoutSeconds);
+  StartCall();
+  if (!m_Av->packet) return Fail("no memory");
   AVFormatContext* input = avformat_alloc_context();
-  if (!input || !m_Av->packet) return Fail("no memory");
+  if (!input) return Fail("no memory");
   input->interrupt_callback.opaque = this;
   input->interrupt_callback.callback = [](void* self) {
     const auto& source = *static_cast<const AccessUnitSource*>(self);
-    return source.m_IsCancelled() || Clock::now() >= source.m_Av->deadline ? 1 : 0;
+    return source.m_IsCancelled() || Clock::now() >= source.m_Deadline ? 1 : 0;
   };
   AVDictionary* settings = nullptr;
   av_dict_set(&settings, "rtsp_transport", "tcp", 0);  // loses no packets; cameras speak it
@@ -169,13 +179,17 @@ std::optional<AccessUnit> AccessUnitSource::Next() {
   return std::nullopt;
 }
 
-// Hands one video packet, or the end, to the filter. False: failed.
+// Hands one video packet, or the end, to the filter. False: failed or cancelled.
 bool AccessUnitSource::ReadPacket() {
   AVPacket* packet = m_Av->packet.get();
-  m_Av->deadline = Clock::now() + std::chrono::seconds(m_nTimeoutSeconds);
+  StartCall();
   while (!m_Av->drained) {
+    if (m_IsCancelled()) return false;
     const int result = av_read_frame(m_Av->input.get(), packet);
-    if (result == AVERROR(EAGAIN) && Clock::now() < m_Av->deadline) continue;
+    if (result == AVERROR(EAGAIN) && Clock::now() < m_Deadline) {
+      std::this_thread::sleep_for(kPoll);
+      continue;
+    }
     if (result == AVERROR_EOF) {
       m_Av->drained = true;
       break;
@@ -191,7 +205,7 @@ bool AccessUnitSource::ReadPacket() {
 bool AccessUnitSource::Fail(const std::string& what, int averror) {
   if (m_IsCancelled()) return false;  // nothing to complain about
   // libavformat has many words for an interrupted call.
-  const bool timedOut = averror != 0 && Clock::now() >= m_Av->deadline;
+  const bool timedOut = averror != 0 && Clock::now() >= m_Deadline;
   m_strError = m_strAddress + ": " + what;
   if (timedOut) {
     m_strError += ": no answer within " + std::to_string(m_nTimeoutSeconds) + " s";

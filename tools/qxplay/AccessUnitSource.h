@@ -1,6 +1,7 @@
 // Reads the video access units of a file or a network stream, through libavformat, as live input takes them.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -50,6 +51,7 @@ class AccessUnitSource {
  private:
   struct Av;  // what libavformat and libavcodec hold
 
+  void StartCall();
   bool OpenInput();
   bool OpenVideo();
   bool OpenFilter();
@@ -61,6 +63,8 @@ class AccessUnitSource {
   const int m_nTimeoutSeconds;
   const std::optional<FrameRate> m_FrameRate;  // the user's
   const std::function<bool()> m_IsCancelled;
+  // Of the call into libavformat at work. Outlives m_Av, whose closing asks for it.
+  std::chrono::steady_clock::time_point m_Deadline;
   std::unique_ptr<Av> m_Av;
   std::unique_ptr<AccessUnitFormatter> m_Formatter;
   StreamInfo m_Info;
