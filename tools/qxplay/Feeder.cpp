@@ -1,7 +1,5 @@
 #include "tools/qxplay/Feeder.h"
 
-#include "tools/qxplay/LivePacer.h"
-
 using Clock = std::chrono::steady_clock;
 
 Feeder::Feeder(const std::string& address, const Options& options, std::vector<StreamPlayer*> players,
@@ -40,14 +38,18 @@ void Feeder::Run() {
     return;
   }
   if (!OpenPlayers()) return;
-  while (FeedOnce() && m_bLoop && !m_bStop) {
+  LivePacer pacer;  // of all rounds, because the time line goes on over them
+  while (FeedOnce(pacer) && m_bLoop && !m_bStop) {
     const StreamInfo before = m_Source.Info();
-    while (!m_Source.Restart()) {
-      // A network camera comes back, a file does not.
+    // A network camera comes back, a file does not. It is asked at a gentle pace, for it may accept and hang
+    // up at once for as long as it is out of order.
+    constexpr std::chrono::seconds kRetry{2};
+    for (bool again = false; !again;) {
+      if (before.paced && !WaitUntil(Clock::now() + kRetry)) return;
+      again = m_Source.Restart();
       if (m_bStop) return;
-      Fail(m_Source.Error());
-      constexpr std::chrono::seconds kRetry{2};
-      if (!before.paced || !WaitUntil(Clock::now() + kRetry)) return;
+      if (!again) Fail(m_Source.Error());
+      if (!again && !before.paced) return;
     }
     if (m_Source.Info().codec != before.codec && !OpenPlayers()) return;
   }
@@ -62,8 +64,7 @@ bool Feeder::OpenPlayers() {
 }
 
 // From where the source stands to its end. False when it is not worth another round.
-bool Feeder::FeedOnce() {
-  LivePacer pacer;
+bool Feeder::FeedOnce(LivePacer& pacer) {
   bool delivered = false;
   while (const auto unit = m_Source.Next()) {
     delivered = true;

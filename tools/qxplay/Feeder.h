@@ -11,6 +11,7 @@
 
 #include "tools/qxplay/AccessUnitSource.h"
 #include "tools/qxplay/Console.h"
+#include "tools/qxplay/LivePacer.h"
 #include "tools/qxplay/Mutex.h"
 #include "tools/qxplay/Options.h"
 #include "tools/qxplay/StreamPlayer.h"
@@ -36,7 +37,7 @@ class Feeder {
  private:
   void Run();
   bool OpenPlayers();
-  bool FeedOnce();
+  bool FeedOnce(LivePacer& pacer);
   bool WaitUntil(std::chrono::steady_clock::time_point time);
   bool Fail(const std::string& text);
 
