@@ -1,9 +1,11 @@
 # The front door: each target installs what is missing (Debian 12, as root or through sudo), builds and runs.
-#   make play [SOURCE="file or rtsp address, several make a grid"]
+#   make play [SOURCE="file or rtsp address, several make a grid"]    ($$ stands for a literal $ in it)
 #   make test | bench | sanitize | fuzz [FUZZ_SECONDS=60] | windows | check | format | clean
 JOBS ?= $(shell nproc)
 FUZZ_SECONDS ?= 60
 export JOBS
+# In the environment, where no shell reads the &, ? and ; of an address.
+export SOURCE
 
 .PHONY: all test play bench sanitize fuzz windows check format clean
 
@@ -20,7 +22,7 @@ test:
 play:
 	scripts/install-deps build
 	$(call build,play,build)
-	scripts/play $(SOURCE)
+	scripts/play
 
 bench:
 	scripts/install-deps bench

@@ -92,6 +92,8 @@ class Parser {
   bool TakeText() {
     if (m_Name == "--sheet") {
       m_Options.sheet = Value();
+    } else if (m_Name == "--headless-sheet") {
+      m_Options.headlessSheet = Value();
     } else if (m_Name == "--log-dir") {
       m_Options.logDir = Value();
     } else if (m_Name == "--log") {
@@ -226,7 +228,8 @@ Several sources make a grid.
   --size WxH       size of the window (1280x720)
   --headless       no window; show progress and leave a contact sheet. Also without a display
   --sheet FILE     write a contact sheet (PNG) of what was presented
-                   (headless: contact-sheet.png unless named otherwise)
+  --headless-sheet FILE
+                   where it goes without a window when --sheet names no file (contact-sheet.png)
   --no-sheet       write none
   --timeout N      give up on a source that does not answer for N seconds (10)
   --log LEVEL      library log file: debug, info, warning, error, none (none)

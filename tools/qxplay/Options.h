@@ -29,7 +29,8 @@ struct Options {
   int width = 1280;                    // of the window, pixels
   int height = 720;                    //
   std::optional<FrameRate> frameRate;  // replaces what the source says
-  std::string sheet;                   // file of the contact sheet; empty: the default, headless only
+  std::string sheet;                   // file of the contact sheet; empty: headlessSheet, headless only
+  std::string headlessSheet = "contact-sheet.png";
   bool noSheet = false;
   int logLevel = 6;  // of the library's log file: 1 debug to 5 error, 6 none
   std::string logDir = "qxsdkplog";

@@ -20,7 +20,6 @@ constexpr int kFailed = 1;
 constexpr int kWrongOptions = 2;
 constexpr const char* kDisplayVariable =
     "QXSDKP_DISPLAY";  // picks the library's display, as include/qxsdkp.h says
-constexpr const char* kDefaultSheet = "contact-sheet.png";
 
 enum class Display { kHeadless, kWindowOrHeadless, kWindow };
 
@@ -90,7 +89,7 @@ int Play(const Options& options, Console& console) {
   }
   if (headless) host = std::make_unique<HeadlessHost>(HeadlessArea(options));
   std::string sheet = options.sheet;
-  if (sheet.empty() && headless && !options.noSheet) sheet = kDefaultSheet;
+  if (sheet.empty() && headless && !options.noSheet) sheet = options.headlessSheet;
 
   Session session(options, *host, console, sheet);
   signals.Start([&host] { host->RequestQuit(); });
