@@ -12,6 +12,9 @@ constexpr int64_t kReopenTicks = kSoundTicksPerSecond;
 // How much faster than our clock a device's own may run: 1/256, some ten times the tolerance of the quartzes
 // that sound cards use.
 constexpr uint64_t kClockTolerance = 256;
+// The part of a second by which the play cursor may lag behind what was read: 10 ms, half of what the audio
+// viewer keeps queued at least.
+constexpr uint32_t kCursorLag = 100;
 
 }  // namespace
 
@@ -93,9 +96,9 @@ bool SoundPump::Refill(int64_t now) {
 
   MutexLock lock(m_Mutex);
   m_nTaken += written;
-  // A sound server or a radio link adds delay beyond what we hand over ahead. It is not counted: the play
-  // cursor would lag so far that writers believed to have more time than they have.
-  m_nUnheard = std::min({unheard + written, m_pPcm->AheadFrames(), m_Loop.Frames() / 2});
+  // What the device holds cannot be changed any more. If the play cursor lagged behind all of it, writers who
+  // trust that cursor would write where the loop has been read already, and old sound would be heard instead.
+  m_nUnheard = std::min({unheard + written, m_Loop.Format().samplesPerSec / kCursorLag, m_Loop.Frames() / 2});
   m_llUnheardTime = now;
   return present;
 }

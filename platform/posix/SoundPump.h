@@ -1,4 +1,5 @@
-// Moves the sound of a loop to a PCM device, one pass at a time, and knows which part of it is being heard.
+// Moves the sound of a loop to a PCM device, one pass at a time, and tells what is being heard: little
+// before what the device was given last.
 //
 // A device that is missing or fails under way is replaced by silence at the true rate, so that whoever feeds
 // the loop goes on as before, and is looked for again every second.
@@ -51,7 +52,7 @@ class SoundPump {
   // like an empty one.
   uint64_t m_nTaken GUARDED_BY(m_Mutex) = 0;
   uint64_t m_nHeard GUARDED_BY(m_Mutex) = 0;
-  uint32_t m_nUnheard GUARDED_BY(m_Mutex) = 0;  // taken but not heard at m_llUnheardTime
+  uint32_t m_nUnheard GUARDED_BY(m_Mutex) = 0;  // m_nTaken - m_nHeard at m_llUnheardTime; at most 10 ms
   int64_t m_llUnheardTime GUARDED_BY(m_Mutex) = 0;
   bool m_bLost GUARDED_BY(m_Mutex) = false;
 };
