@@ -1,13 +1,13 @@
 # The front door: each target installs what is missing (Debian 12, as root or through sudo), builds and runs.
 #   make play [SOURCE="file or rtsp address, several make a grid"]    ($$ stands for a literal $ in it)
-#   make test | bench | sanitize | fuzz [FUZZ_SECONDS=60] | windows | check | format | clean
+#   make test | bench | sanitize (asan, tsan) | fuzz [FUZZ_SECONDS=60] | windows | check | format | clean
 JOBS ?= $(shell nproc)
 FUZZ_SECONDS ?= 60
 export JOBS
 # In the environment, where no shell reads the &, ? and ; of an address.
 export SOURCE
 
-.PHONY: all test play bench sanitize fuzz windows check format clean
+.PHONY: all test play bench sanitize asan tsan fuzz windows check format clean
 
 all: test
 
@@ -29,10 +29,15 @@ bench:
 	$(call build,bench,build)
 	scripts/bench
 
-sanitize:
+sanitize: asan tsan
+
+asan:
 	scripts/install-deps test
 	$(call build,asan,build-asan)
 	scripts/run-tests build-asan
+
+tsan:
+	scripts/install-deps test
 	$(call build,tsan,build-tsan)
 	scripts/run-tests build-tsan
 
