@@ -9,6 +9,8 @@ namespace {
 
 constexpr uint32_t kLongestRestMs = 15;
 constexpr int64_t kReopenTicks = kSoundTicksPerSecond;
+// A device that takes nothing for so long is broken: it would hold back the cursor, and the feeder, for ever.
+constexpr int64_t kLongestStallTicks = kSoundTicksPerSecond;
 // How much faster than our clock a device's own may run: 1/256, some ten times the tolerance of the quartzes
 // that sound cards use.
 constexpr uint64_t kClockTolerance = 256;
@@ -50,6 +52,7 @@ bool SoundPump::Open(int64_t now) {
   m_pPcm = m_Opener.Open(m_Loop.Format());
   if (m_pPcm == nullptr) return false;
   m_llPaceStart = SoundTicks();
+  m_llLastTaken = m_llPaceStart;
   m_nPaced = 0;
   return true;
 }
@@ -64,7 +67,7 @@ void SoundPump::ConsumeInSilence(int64_t now) {
   m_nUnheard = 0;
 }
 
-// False when the device is gone.
+// False when the device is gone, or as good as gone.
 bool SoundPump::Refill(int64_t now) {
   uint32_t room = 0;
   uint32_t unheard = 0;
@@ -73,7 +76,8 @@ bool SoundPump::Refill(int64_t now) {
   // would race round the loop.
   const uint64_t due = FramesIn(now - m_llPaceStart, m_Loop.Format().samplesPerSec);
   const uint64_t limit = due + due / kClockTolerance + m_pPcm->AheadFrames();
-  room = static_cast<uint32_t>(std::min<uint64_t>(room, limit > m_nPaced ? limit - m_nPaced : 0));
+  const uint64_t wanted = limit > m_nPaced ? limit - m_nPaced : 0;
+  room = static_cast<uint32_t>(std::min<uint64_t>(room, wanted));
 
   uint64_t first = 0;
   {
@@ -93,6 +97,8 @@ bool SoundPump::Refill(int64_t now) {
     if (taken < static_cast<int32_t>(frames)) break;
   }
   m_nPaced += written;
+  if (written > 0 || wanted == 0) m_llLastTaken = now;
+  if (now - m_llLastTaken >= kLongestStallTicks) present = false;
 
   MutexLock lock(m_Mutex);
   m_nTaken += written;

@@ -1,8 +1,8 @@
 // Moves the sound of a loop to a PCM device, one pass at a time, and tells what is being heard: little
 // before what the device was given last.
 //
-// A device that is missing or fails under way is replaced by silence at the true rate, so that whoever feeds
-// the loop goes on as before, and is looked for again every second.
+// A device that is missing, fails under way or takes nothing for a second is replaced by silence at the true
+// rate, so that whoever feeds the loop goes on as before, and is looked for again every second.
 #pragma once
 
 #include <memory>
@@ -46,6 +46,7 @@ class SoundPump {
   int64_t m_llNextOpen = 0;
   int64_t m_llPaceStart = 0;  // when the device was opened or, without one, when silence began
   uint64_t m_nPaced = 0;      // consumed since
+  int64_t m_llLastTaken = 0;  // when the device last took frames, or there were none for it
 
   Mutex m_Mutex;
   // Frames counted on through all rounds of the loop; m_nHeard never goes back, or a full loop would look

@@ -153,7 +153,7 @@ TEST_F(SoundPumpTest, ShortWritesAndAStallLoseNothing) {
     PassAfter(1);
   EXPECT_EQ(m_Card.nHeld, kAhead);
   // The device stops consuming: the pump waits, and the cursor never passes what was taken.
-  for (int pass = 0; pass < 100; ++pass)
+  for (int pass = 0; pass < 60; ++pass)
     PassAfter(15);
   EXPECT_LE(Heard(), kAhead);
   m_Card.nTakes = UINT32_MAX;
@@ -242,6 +242,33 @@ TEST_F(SoundPumpTest, ADeviceThatGoesIsClosedAndFoundAgain) {
     EXPECT_EQ(m_Card.nHeld, kAhead);
     m_Pump.End();
     EXPECT_EQ(m_Card.nLive, 0);
+  }
+}
+
+TEST_F(SoundPumpTest, ADeviceThatTakesNothingForASecondIsLost) {
+  for (const bool hasRoom : {false, true}) {
+    m_Card = Script{};
+    m_Pump.Begin(0);
+    PassAfter(0);
+    if (hasRoom) {
+      m_Card.nTakes = 0;
+      m_Card.Play(kAhead);
+    }
+    PassAfter(999);
+    EXPECT_FALSE(m_Pump.TakeLoss());
+    PassAfter(1);
+    EXPECT_TRUE(m_Pump.TakeLoss());
+    EXPECT_EQ(m_Card.nLive, 0);
+    PassAfter(500);
+    EXPECT_EQ(Heard(), (kAhead + 4000) % kFrames) << "silence goes on at the true rate";
+    m_Card = Script{};
+    PassAfter(500);
+    EXPECT_EQ(m_Card.nHeld, kAhead);
+    // One that is served late, but takes what is due, is not lost.
+    m_Card.Play(kAhead);
+    PassAfter(5000);
+    EXPECT_FALSE(m_Pump.TakeLoss());
+    m_Pump.End();
   }
 }
 
