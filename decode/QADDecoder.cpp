@@ -45,8 +45,11 @@ bool QADDecoder::DecodeFrameAudio(DecodedSound& sound, const uint8_t* data, uint
   if (m_hDecoder == nullptr || data == nullptr) return false;
   uint8_t* pcm = nullptr;
   int32_t bytes = 0;
-  if (!platform::RunGuarded([&] { bytes = QAD_DecodeOneFrameEx(m_hDecoder, data, size, &pcm); }))
+  if (!platform::RunGuarded([&] { bytes = QAD_DecodeOneFrameEx(m_hDecoder, data, size, &pcm); })) {
+    // Nothing is known of its state any more.
+    CloseLibrary();
     return false;
+  }
   if (bytes <= 0) return false;
   sound = {pcm, static_cast<uint32_t>(bytes)};
   return true;

@@ -49,6 +49,10 @@ bool QDEC04Decoder::DecodeFrameVideo(DecodedPicture& picture, const uint8_t* dat
   });
   if (!survived) {
     picture.bHasImage = false;
+    // The planes that it announced may be what it crashed on.
+    m_pContext->pLuma = nullptr;
+    m_pContext->pChroma1 = nullptr;
+    m_pContext->pChroma2 = nullptr;
     kitc_log(kLogError, "Decoder.cpp", __LINE__, "QXD04_DecodeOneFrame crash,decodeid:%d\n",
              static_cast<int>(nPlayerID));
     return false;

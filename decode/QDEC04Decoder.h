@@ -18,7 +18,7 @@ class QDEC04Decoder final : public Decoder {
   uint32_t GetDelay() const override { return 0; }
   bool DecodeFrameVideo(DecodedPicture& picture, const uint8_t* data, uint32_t size,
                         uint32_t nPlayerID) override;
-  // False as long as the library has no picture.
+  // False as long as the library has no picture, and after a crash until the next one.
   bool GetImageRGB32(uint8_t* buffer, uint32_t bufferSize) override;
   // Width, height and frame period, ms; the period is not used.
   bool Open(uint32_t width, uint32_t height, uint32_t framePeriodMs) override;

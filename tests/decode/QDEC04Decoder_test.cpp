@@ -143,12 +143,16 @@ TEST_F(QDEC04DecoderTest, RefusesFramesWithAWrongHeadWithoutDecoding) {
 }
 
 TEST_F(QDEC04DecoderTest, FaultsAreLoggedAndTheDecoderKept) {
-  const auto works = std::exchange(g_script.decode, [](QXD04_Context&) {
+  std::vector<uint8_t> rgb(16 * 6 * 4);
+  const auto works = g_script.decode;
+  g_script.decode = [&works](QXD04_Context& context) {
+    works(context);
     scripted05::Crash();
     return 0;
-  });
+  };
   EXPECT_FALSE(Decode(Frame(1, 10, 10)));
   EXPECT_FALSE(m_Picture.bHasImage);
+  EXPECT_FALSE(m_pDecoder->GetImageRGB32(rgb.data(), static_cast<uint32_t>(rgb.size())));
   g_script.decode = [](QXD04_Context& context) {  // a picture that no memory can hold
     context.nHeight = context.nLumaStride = context.nChromaStride = 0xFFFFFFFF;
     return 0;
