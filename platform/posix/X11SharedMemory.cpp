@@ -6,6 +6,7 @@
 #include <unistd.h>
 #include <xcb/shm.h>
 
+#include <cerrno>
 #include <new>
 
 #include "platform/posix/SigpipeBlock.h"
@@ -19,7 +20,11 @@ namespace {
 void* MapNewFile(size_t byteCount, int& file) {
   file = memfd_create("qxsdkp-screen", MFD_CLOEXEC);
   if (file < 0) return nullptr;
-  if (posix_fallocate(file, 0, static_cast<off_t>(byteCount)) == 0) {
+  int error = 0;
+  do {
+    error = posix_fallocate(file, 0, static_cast<off_t>(byteCount));
+  } while (error == EINTR);
+  if (error == 0) {
     void* const mapped = mmap(nullptr, byteCount, PROT_READ | PROT_WRITE, MAP_SHARED, file, 0);
     if (mapped != MAP_FAILED) return mapped;
   }
