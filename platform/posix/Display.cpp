@@ -18,9 +18,14 @@ namespace {
 
 using OwnedDriver = Owned<RefCounted<DisplayDriver>>;
 
+// `setting` is empty when QXSDKP_DISPLAY is.
 void Complain(const char* setting, const char* trouble) {
   const SigpipeBlock noSignal;  // the host may have closed its standard error
-  std::fprintf(stderr, "qxsdkp: QXSDKP_DISPLAY=%.200s: %s\n", setting, trouble);
+  if (*setting == '\0') {
+    std::fprintf(stderr, "qxsdkp: QXSDKP_DISPLAY is not set, and %s\n", trouble);
+  } else {
+    std::fprintf(stderr, "qxsdkp: QXSDKP_DISPLAY=%.200s: %s\n", setting, trouble);
+  }
 }
 
 OwnedDriver OpenHeadless(std::string_view layout, const char* setting) {

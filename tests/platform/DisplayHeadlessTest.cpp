@@ -96,7 +96,7 @@ TEST_F(HeadlessDisplayTest, IsTheDefaultWithoutAnXServer) {
   const struct {
     const char *setting, *display, *complaint;
   } rows[] = {{nullptr, nullptr, ""},
-              {nullptr, "/nowhere:77", "headless"},
+              {nullptr, "/nowhere:77", "QXSDKP_DISPLAY is not set, and the X server"},
               {"x11", "/nowhere:77", "cannot be reached"}};
   for (const auto& row : rows) {
     ChooseDisplay(row.setting);
