@@ -1,8 +1,9 @@
 // The subset of DirectSound 8 that the audio viewer uses, declared for systems without it. An object belongs
 // to whoever created it, until Release(), and has no second reference; calls on one buffer must not overlap,
 // those on the device and on different buffers may. Buffers live on when their device is released. No call
-// waits for the sound device but Stop and Release, which let the buffer's own thread finish a step that takes
-// milliseconds.
+// waits for the sound device but Stop and Release, which let the buffer's own thread finish its step: usually
+// milliseconds, but as long as the sound server takes when that hangs while the device is opened, brought
+// back after an underrun or closed.
 #pragma once
 
 #include "platform/posix/ComApi.h"

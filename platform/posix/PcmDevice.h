@@ -9,7 +9,8 @@
 
 namespace platform {
 
-// No call waits. Used by one thread at a time.
+// No call waits for room or for sound to be heard, but a sound server that hangs may hold up opening, Query,
+// Write (which bring the device back after an underrun) and the destructor. Used by one thread at a time.
 class PcmDevice {
  public:
   virtual ~PcmDevice() = default;  // silences at once
