@@ -40,12 +40,13 @@ std::unique_ptr<AudioCodec> AudioCodec::Create(AVCodecID codecId, int channels, 
   return self;
 }
 
-void AudioCodec::Decode(const uint8_t* data, uint32_t size) {
-  if (!m_Input.Fill(data, size)) return;
+bool AudioCodec::Decode(const uint8_t* data, uint32_t size) {
+  if (!m_Input.Fill(data, size)) return false;
   avcodec_send_packet(m_pContext.get(), m_Input.Packet());
   while (avcodec_receive_frame(m_pContext.get(), m_pFrame.get()) >= 0) {
-    if (!Append()) return;
+    if (!Append()) return false;
   }
+  return true;
 }
 
 // Converts m_pFrame to the end of the PCM.
@@ -71,7 +72,7 @@ bool AudioCodec::MatchResampler() {
   av_channel_layout_default(&target, m_nChannels);
   SwrContext* resampler = nullptr;
   swr_alloc_set_opts2(&resampler, &target, AV_SAMPLE_FMT_S16, m_nSampleRate, &frame.ch_layout,
-                      static_cast<AVSampleFormat>(frame.format), frame.sample_rate, 0, nullptr);
+                      static_cast<AVSampleFormat>(frame.format), frame.sample_rate, kLogSilence, nullptr);
   m_pResampler.reset(resampler);
   if (resampler != nullptr && swr_init(resampler) < 0) m_pResampler.reset();
   m_nFrameChannels = frame.ch_layout.nb_channels;

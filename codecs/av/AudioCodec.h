@@ -20,8 +20,9 @@ class AudioCodec {
   static std::unique_ptr<AudioCodec> Create(AVCodecID codecId, int channels, int sampleRate,
                                             const uint8_t* header = nullptr, size_t headerSize = 0);
 
-  // Decodes one frame and appends its PCM to what there is.
-  void Decode(const uint8_t* data, uint32_t size);
+  // Decodes one frame and appends its PCM to what there is. False when PCM had to be dropped: there is no
+  // memory, no conversion or too much of it.
+  bool Decode(const uint8_t* data, uint32_t size);
   // Forgets the PCM.
   void Clear() { m_nPcmSize = 0; }
   // The PCM and its bytes; the memory is valid until the next Decode.

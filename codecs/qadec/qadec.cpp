@@ -21,6 +21,8 @@ constexpr int kDefaultRate = 8000;
 // More need a description of their own in the stream.
 constexpr uint32_t kMaxChannels = 6;
 constexpr int32_t kAacLowComplexity = 2;
+// 10 s of AMR: a damaged block may claim a frame in every byte, and would hold up the caller for seconds.
+constexpr int kMaxFramesPerCall = 500;
 
 AVCodecID CodecOf(int32_t kind) {
   switch (kind) {
@@ -85,9 +87,10 @@ int32_t QXD_CALL QAD_DecodeOneFrameEx(QAD_Handle decoder, const uint8_t* pData, 
   SoundDecoder& sound = *static_cast<SoundDecoder*>(decoder);
   AudioCodec& codec = *sound.pCodec;
   codec.Clear();
-  for (uint32_t at = 0; pData != nullptr && at < dwSize;) {
+  uint32_t at = 0;
+  for (int frame = 0; pData != nullptr && at < dwSize && frame < kMaxFramesPerCall; ++frame) {
     const uint32_t bytes = FrameBytes(sound.nKind, pData + at, dwSize - at);
-    codec.Decode(pData + at, bytes);
+    if (!codec.Decode(pData + at, bytes)) break;
     at += bytes;
   }
   if (codec.Size() != 0) *ppPCM = codec.Data();

@@ -69,6 +69,10 @@ TEST(SoundClips, AmrFramesMayComeTogether) {
   EXPECT_EQ(pcm.size(), frames.size() * kPcm);
   EXPECT_THAT(pcm, testing::Contains(testing::Ne(0)));
   EXPECT_EQ(DecodeAll(kCodecAmr, 1, {together}), pcm);
+  // No more than ten seconds of them.
+  while (together.size() < 600 * kFrame)
+    together.insert(together.end(), frames[0].begin(), frames[0].end());
+  EXPECT_EQ(DecodeAll(kCodecAmr, 1, {together}).size(), 500 * kPcm);
 }
 
 TEST(SoundClips, SurviveAnyBytes) {
