@@ -63,8 +63,6 @@ void AudioViewer::ReleaseSDK() {
   g_hLastWindow = nullptr;
 }
 
-AudioViewer::AudioViewer() : m_llLastMonitor(kitc_tick64()) {}
-
 bool AudioViewer::Init(uint32_t nPlayerID, const AudioFormat& format) {
   {
     ScopedLock lock(g_DeviceLock);
@@ -89,6 +87,8 @@ bool AudioViewer::Init(uint32_t nPlayerID, const AudioFormat& format) {
   }
   m_Sizes = sizes;
   m_bPlaying = false;
+  // Ticks read on different threads may lie far apart, and this stream's audio thread is not the last one's.
+  m_llLastMonitor = 0;
   m_nLatency = format.latencyMs;
   m_nWritePosition = 0;
   return true;
@@ -140,9 +140,8 @@ bool AudioViewer::Write(const uint8_t* data, uint32_t size) {
 void AudioViewer::Monitor() {
   if (!m_bEnabled) return;
   const uint64_t now = kitc_tick64();
-  // The audio thread's tick may lie behind the one that the constructor read on another thread.
-  if (now < m_llLastMonitor || now - m_llLastMonitor < kMonitorIntervalMs) return;
-  m_llLastMonitor = kitc_tick64();
+  if (now - m_llLastMonitor < kMonitorIntervalMs) return;
+  m_llLastMonitor = now;
   if (m_nStaged > 0) Feed();
   uint32_t playCursor = 0;
   if (!m_bPlaying || !ReadPlayCursor(playCursor)) return;

@@ -22,19 +22,20 @@ class AudioViewer {
   static bool InitSDK();
   static void ReleaseSDK();
 
-  AudioViewer();
+  AudioViewer() = default;
   ~AudioViewer() = default;
   AudioViewer(const AudioViewer&) = delete;
   AudioViewer& operator=(const AudioViewer&) = delete;
 
-  // Makes the device buffer and the staging memory for a new stream, with sound off. False without a device,
-  // for a format that cannot be played and without memory; there is no buffer then, and every call below does
-  // nothing.
+  // Makes the device buffer and the staging memory for a new stream, with sound off. False for a format that
+  // cannot be played and without memory; there is no buffer then, and every call below does nothing. False,
+  // too, without a device; then nothing changes, and an earlier buffer stays.
   bool Init(uint32_t nPlayerID, const AudioFormat& format);
   // Sound off; lets the buffer and the memory go. The playing flag stays as it is; Init clears it.
   void Release();
 
-  // Switches sound on or off; either way what is queued is dropped. False when there is no device or buffer.
+  // Switches sound on or off. Either way what plays is silenced and dropped; what was written before playing
+  // began stays for later. False when there is no device or buffer.
   bool SetPreview(HWND window, bool enable);
   // Takes one block of decoded sound, whole sample frames; never waits for the device. False when sound is
   // off or the block is refused; a block that would exceed the staging memory is dropped, which answers true.
@@ -42,7 +43,8 @@ class AudioViewer {
   // One pass of the audio thread: feeds, pauses on starvation, skips when too far behind. Looks at the device
   // at most every 10 ms.
   void Monitor();
-  // Silences at once and drops what is queued; sound resumes with new data.
+  // While playing: silences at once and drops what is queued; sound resumes with new data. Does nothing while
+  // the viewer still fills the buffer.
   void Stop();
 
   uint32_t GetLatency() const { return m_nLatency; }  // ms
@@ -64,9 +66,9 @@ class AudioViewer {
   uint32_t m_nPlayerID = 0;  // for log lines
   bool m_bEnabled = false;
   HWND m_hWindow = nullptr;
-  uint64_t m_llLastMonitor;  // ms, kitc_tick64
-  bool m_bPlaying = false;   // the device buffer has been started
-  uint32_t m_nLatency = 0;   // ms
+  uint64_t m_llLastMonitor = 0;  // ms, kitc_tick64 of the audio thread
+  bool m_bPlaying = false;       // the device buffer has been started
+  uint32_t m_nLatency = 0;       // ms
   AudioSizes m_Sizes;
   uint32_t m_nWritePosition = 0;  // where in the device buffer the next byte goes
   Owned<IDirectSoundBuffer> m_pSoundBuffer;

@@ -221,6 +221,7 @@ TEST_F(AudioViewerTest, LooksAtTheDeviceEveryTenMilliseconds) {
 
 TEST_F(AudioViewerTest, MonitorFeedsOnceTheDeviceHasRoom) {
   BeginPlaying();
+  MonitorAfter(10);
   ASSERT_TRUE(Write(1600));
   ASSERT_TRUE(Write(1598));  // the device is full
   ASSERT_TRUE(Write(642));
