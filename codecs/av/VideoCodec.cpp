@@ -100,12 +100,18 @@ VideoCodec::Result VideoCodec::Drain(VideoPlanes& planes) {
     avcodec_send_packet(m_pContext.get(), nullptr);
     m_bDraining = true;
   }
-  if (avcodec_receive_frame(m_pContext.get(), m_pFrame.get()) < 0) return Result::kNoPicture;
-  return Deliver(planes);
+  return ReceiveNext() ? Deliver(planes) : Result::kNoPicture;
 }
 
 bool VideoCodec::ReceiveNewest() {
   bool received = false;
+  while (ReceiveNext())
+    received = true;
+  return received;
+}
+
+// The next picture that may be shown, to m_pFrame, which otherwise stays as it is.
+bool VideoCodec::ReceiveNext() {
   while (avcodec_receive_frame(m_pContext.get(), m_pNext.get()) >= 0) {
     // libavcodec's H.264 decoder itself waits for a picture that can be decoded; the others start with
     // anything.
@@ -113,9 +119,9 @@ bool VideoCodec::ReceiveNewest() {
     if (m_bWaitForKeyFrame) continue;
     av_frame_unref(m_pFrame.get());
     av_frame_move_ref(m_pFrame.get(), m_pNext.get());
-    received = true;
+    return true;
   }
-  return received;
+  return false;
 }
 
 VideoCodec::Result VideoCodec::Deliver(VideoPlanes& planes) {
@@ -147,6 +153,7 @@ const AVFrame* VideoCodec::Convert() {
     }
   }
   const AVPixelFormat format = WithoutRange(static_cast<AVPixelFormat>(source.format));
+  if (sws_isSupportedInput(format) <= 0) return nullptr;  // else the scaler writes to the standard error
   m_pScaler.reset(sws_getCachedContext(m_pScaler.release(), source.width, source.height, format, target.width,
                                        target.height, AV_PIX_FMT_YUV420P, SWS_BILINEAR, nullptr, nullptr,
                                        nullptr));

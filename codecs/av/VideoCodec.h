@@ -40,6 +40,7 @@ class VideoCodec {
 
   VideoCodec() = default;
   bool ReceiveNewest();
+  bool ReceiveNext();
   Result Deliver(VideoPlanes& planes);
   const AVFrame* Convert();
 
