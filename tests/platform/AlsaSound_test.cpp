@@ -241,7 +241,7 @@ TEST_F(FaultyCardTest, GoesOnAfterAnUnderrunAndASuspend) {
   ASSERT_TRUE(Until([&] { return m_pCard->nResumes == 4; }));
   PlayOut(20);
   ASSERT_TRUE(UntilGiven(2 * 2880 + 960));
-  EXPECT_EQ(m_pCard->nOpens, m_nFirstOpens + 1);
+  Set([this](FaultyCard& card) { EXPECT_EQ(card.nOpens, m_nFirstOpens + 1); });
   ASSERT_EQ(m_Buffer->Stop(), DS_OK);
   ExpectInOrder();
 }
@@ -267,7 +267,7 @@ TEST_F(FaultyCardTest, AnUnpluggedCardIsToldOnceAndFoundAgain) {
   Set([](FaultyCard& card) { card.nOpenError = 0; });
   m_Clock.Advance(1000);
   ASSERT_TRUE(UntilGiven(2 * 2880));
-  EXPECT_EQ(m_pCard->nLive, 1);
+  Set([](FaultyCard& card) { EXPECT_EQ(card.nLive, 1); });
 }
 
 TEST_F(FaultyCardTest, ABusyCardIsWaitedFor) {
