@@ -3,7 +3,7 @@
 
 #include <initializer_list>
 
-#include "tools/qxplay/AccessUnitFormatter.h"
+#include "tools/common/AccessUnitFormatter.h"
 
 namespace {
 

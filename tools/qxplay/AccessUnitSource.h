@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "tools/qxplay/AccessUnitFormatter.h"
+#include "tools/common/AccessUnitFormatter.h"
 #include "tools/qxplay/Options.h"
 
 struct StreamInfo {

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "tools/qxplay/Mutex.h"
+#include "tools/common/Mutex.h"
 
 // Pixels in somebody's memory: bytes blue, green, red, unused.
 struct PixelView {

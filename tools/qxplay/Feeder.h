@@ -10,9 +10,9 @@
 #include <vector>
 
 #include "tools/qxplay/AccessUnitSource.h"
-#include "tools/qxplay/Console.h"
+#include "tools/common/Console.h"
 #include "tools/qxplay/LivePacer.h"
-#include "tools/qxplay/Mutex.h"
+#include "tools/common/Mutex.h"
 #include "tools/qxplay/Options.h"
 #include "tools/qxplay/StreamPlayer.h"
 

@@ -4,7 +4,7 @@
 #include <condition_variable>
 
 #include "tools/qxplay/Host.h"
-#include "tools/qxplay/Mutex.h"
+#include "tools/common/Mutex.h"
 
 class HeadlessHost : public Host {
  public:

@@ -7,7 +7,7 @@
 #include <deque>
 #include <vector>
 
-#include "tools/qxplay/Mutex.h"
+#include "tools/common/Mutex.h"
 
 // Any thread. Frames are matched to pictures in order: a frame that the library could not decode stays
 // counted as queued and makes the later ones look late by a frame, until the queue looks longer than the

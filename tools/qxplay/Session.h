@@ -5,11 +5,11 @@
 #include <memory>
 #include <vector>
 
-#include "tools/qxplay/Console.h"
+#include "tools/common/Console.h"
 #include "tools/qxplay/ContactSheet.h"
 #include "tools/qxplay/Feeder.h"
 #include "tools/qxplay/Host.h"
-#include "tools/qxplay/Mutex.h"
+#include "tools/common/Mutex.h"
 #include "tools/qxplay/Options.h"
 #include "tools/qxplay/Progress.h"
 #include "tools/qxplay/StreamPlayer.h"

@@ -8,7 +8,7 @@
 #include "include/qxsdkp.h"
 #include "tools/qxplay/AccessUnitSource.h"
 #include "tools/qxplay/Layout.h"
-#include "tools/qxplay/Mutex.h"
+#include "tools/common/Mutex.h"
 #include "tools/qxplay/PresentationStats.h"
 
 // Between QXSP_InitSDK and QXSP_ReleaseSDK.

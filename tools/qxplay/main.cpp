@@ -11,7 +11,7 @@ extern "C" {
 #include "include/qxsdkp.h"
 #include "tools/qxplay/HeadlessHost.h"
 #include "tools/qxplay/Session.h"
-#include "tools/qxplay/SignalWatch.h"
+#include "tools/common/SignalWatch.h"
 #include "tools/qxplay/WindowHost.h"
 
 namespace {
@@ -113,6 +113,6 @@ int main(int argc, char** argv) {
     return 0;
   }
   av_log_set_level(AV_LOG_QUIET);  // this program tells in its own words
-  Console console;
+  Console console("qxplay");
   return Play(options, console);
 }

@@ -1,11 +1,13 @@
-#include "tools/qxplay/Console.h"
+#include "tools/common/Console.h"
 
 #include <unistd.h>
 
 #include <algorithm>
 #include <cstdio>
+#include <utility>
 
-Console::Console() : m_bTerminal(isatty(STDOUT_FILENO) != 0) {}
+Console::Console(std::string program)
+    : m_strProgram(std::move(program)), m_bTerminal(isatty(STDOUT_FILENO) != 0) {}
 
 Console::~Console() {
   const MutexLock lock(m_Mutex);
@@ -15,7 +17,7 @@ Console::~Console() {
 void Console::Complain(const std::string& text) {
   const MutexLock lock(m_Mutex);
   EndProgressLine();
-  fprintf(stderr, "qxplay: %s\n", text.c_str());
+  fprintf(stderr, "%s: %s\n", m_strProgram.c_str(), text.c_str());
 }
 
 void Console::Say(const std::string& text) {

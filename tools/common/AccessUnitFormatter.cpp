@@ -1,4 +1,4 @@
-#include "tools/qxplay/AccessUnitFormatter.h"
+#include "tools/common/AccessUnitFormatter.h"
 
 #include <algorithm>
 

@@ -1,4 +1,4 @@
-#include "tools/qxplay/SignalWatch.h"
+#include "tools/common/SignalWatch.h"
 
 #include <pthread.h>
 #include <unistd.h>

@@ -3,12 +3,13 @@
 
 #include <string>
 
-#include "tools/qxplay/Mutex.h"
+#include "tools/common/Mutex.h"
 
 // Any thread.
 class Console {
  public:
-  Console();
+  // program: its name, in front of complaints.
+  explicit Console(std::string program);
   // Ends an open progress line.
   ~Console();
   Console(const Console&) = delete;
@@ -24,6 +25,7 @@ class Console {
  private:
   void EndProgressLine() REQUIRES(m_Mutex);
 
+  const std::string m_strProgram;
   const bool m_bTerminal;
   Mutex m_Mutex;
   size_t m_nProgressLength GUARDED_BY(m_Mutex) = 0;  // of the line that stands on the terminal; 0: none
