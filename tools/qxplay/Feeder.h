@@ -9,10 +9,10 @@
 #include <thread>
 #include <vector>
 
-#include "tools/qxplay/AccessUnitSource.h"
 #include "tools/common/Console.h"
-#include "tools/qxplay/LivePacer.h"
 #include "tools/common/Mutex.h"
+#include "tools/qxplay/AccessUnitSource.h"
+#include "tools/qxplay/LivePacer.h"
 #include "tools/qxplay/Options.h"
 #include "tools/qxplay/StreamPlayer.h"
 

@@ -3,8 +3,8 @@
 
 #include <condition_variable>
 
-#include "tools/qxplay/Host.h"
 #include "tools/common/Mutex.h"
+#include "tools/qxplay/Host.h"
 
 class HeadlessHost : public Host {
  public:

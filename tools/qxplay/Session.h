@@ -6,10 +6,10 @@
 #include <vector>
 
 #include "tools/common/Console.h"
+#include "tools/common/Mutex.h"
 #include "tools/qxplay/ContactSheet.h"
 #include "tools/qxplay/Feeder.h"
 #include "tools/qxplay/Host.h"
-#include "tools/common/Mutex.h"
 #include "tools/qxplay/Options.h"
 #include "tools/qxplay/Progress.h"
 #include "tools/qxplay/StreamPlayer.h"

@@ -6,9 +6,9 @@
 #include <string>
 
 #include "include/qxsdkp.h"
+#include "tools/common/Mutex.h"
 #include "tools/qxplay/AccessUnitSource.h"
 #include "tools/qxplay/Layout.h"
-#include "tools/common/Mutex.h"
 #include "tools/qxplay/PresentationStats.h"
 
 // Between QXSP_InitSDK and QXSP_ReleaseSDK.

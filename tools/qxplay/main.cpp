@@ -9,9 +9,9 @@ extern "C" {
 #include <string_view>
 
 #include "include/qxsdkp.h"
+#include "tools/common/SignalWatch.h"
 #include "tools/qxplay/HeadlessHost.h"
 #include "tools/qxplay/Session.h"
-#include "tools/common/SignalWatch.h"
 #include "tools/qxplay/WindowHost.h"
 
 namespace {
