@@ -44,6 +44,8 @@ if(WIN32)
   target_compile_definitions(qx_options INTERFACE WIN32_LEAN_AND_MEAN NOMINMAX _WIN32_WINNT=0x0601 WINVER=0x0601
                              DIRECTDRAW_VERSION=0x0700)
 else()
+  # Recordings may be longer than 2 GiB, on 32-bit systems too.
+  target_compile_definitions(qx_options INTERFACE _FILE_OFFSET_BITS=64)
   find_package(Threads REQUIRED)
   target_link_libraries(qx_options INTERFACE Threads::Threads)
   # A codec library may stand on the command line in front of the archive that calls it: do not drop it there.

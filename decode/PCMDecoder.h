@@ -2,7 +2,7 @@
 #pragma once
 
 #include "decode/Decoder.h"
-#include "decode/HeapBytes.h"
+#include "src/kitc/HeapBytes.h"
 
 class PCMDecoder final : public Decoder {
  public:

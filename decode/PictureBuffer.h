@@ -1,7 +1,7 @@
 // The one buffer into which a video decoder copies its library's pictures.
 #pragma once
 
-#include "decode/HeapBytes.h"
+#include "src/kitc/HeapBytes.h"
 #include "video/DecodedPicture.h"
 
 // A picture in a codec library's memory: planar 4:2:0. Readable bytes: luma stride x height, and of both

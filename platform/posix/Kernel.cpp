@@ -3,6 +3,7 @@
 #include "platform/Kernel.h"
 
 #include <sched.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <cerrno>
@@ -97,6 +98,10 @@ void* KernelSeam::Allocate(size_t bytes) {
 
 bool KernelSeam::StartThreads() {
   return true;
+}
+
+intptr_t KernelSeam::ReadFile(int descriptor, void* buffer, size_t bytes) {
+  return read(descriptor, buffer, bytes);
 }
 
 void KernelSeam::DebugText(const char*) {}

@@ -57,8 +57,9 @@ uintptr_t _beginthreadex(void* security, unsigned stackBytes, unsigned(__stdcall
 // Waits for a thread handle. Only INFINITE is supported as time-out; a second wait on the same handle returns
 // at once. WAIT_FAILED for a null handle and for a thread that waits for itself.
 DWORD WaitForSingleObject(HANDLE thread, DWORD timeoutMs);
-// Releases a thread handle; a thread that nobody waited for runs on detached.
-BOOL CloseHandle(HANDLE thread);
+// Releases a thread or file handle; a thread that nobody waited for runs on detached. FALSE for a null handle
+// and for INVALID_HANDLE_VALUE.
+BOOL CloseHandle(HANDLE object);
 DWORD GetCurrentThreadId();
 void Sleep(DWORD milliseconds);
 
@@ -85,6 +86,26 @@ constexpr DWORD FILE_ATTRIBUTE_DIRECTORY = 0x10;
 constexpr DWORD FILE_ATTRIBUTE_NORMAL = 0x80;
 // INVALID_FILE_ATTRIBUTES when nothing is there.
 DWORD GetFileAttributesA(const char* path);
+
+#define INVALID_HANDLE_VALUE reinterpret_cast<HANDLE>(static_cast<intptr_t>(-1))
+constexpr DWORD GENERIC_READ = 0x80000000;
+constexpr DWORD FILE_SHARE_READ = 1;
+constexpr DWORD FILE_SHARE_WRITE = 2;
+constexpr DWORD OPEN_EXISTING = 3;
+constexpr DWORD FILE_BEGIN = 0;
+constexpr DWORD INVALID_SET_FILE_POINTER = 0xFFFFFFFF;
+// Opens a regular file (or block device) that exists, for reading, which is the only way here; sharing,
+// attributes and security are ignored. INVALID_HANDLE_VALUE when it cannot be opened.
+HANDLE CreateFileA(const char* path, DWORD access, DWORD share, void* security, DWORD disposition,
+                   DWORD attributes, HANDLE templateFile);
+// Reads at most `bytes` from the file's position on; fewer, also none at the end of the file, is a success.
+// `overlapped` must be null.
+BOOL ReadFile(HANDLE file, void* buffer, DWORD bytes, DWORD* bytesRead, void* overlapped);
+// Moves the file's position. Only FILE_BEGIN: the distance is 64 bits when `high` (its upper half; receives
+// that of the new position) is given, else `low` alone, not negative. Returns the new position's lower half;
+// on failure INVALID_SET_FILE_POINTER, which is a position too: SetLastError(0) before the call tells them
+// apart.
+DWORD SetFilePointer(HANDLE file, LONG low, LONG* high, DWORD method);
 // Text for a debugger: dropped, there is no such channel here; tests receive it through platform::KernelSeam.
 void OutputDebugStringA(const char* text);
 

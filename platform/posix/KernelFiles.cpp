@@ -1,4 +1,5 @@
 // Paths, directories and plain files for POSIX systems; `\` counts as `/`.
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -6,8 +7,11 @@
 #include <cerrno>
 #include <climits>
 #include <cstring>
+#include <new>
 
 #include "platform/Kernel.h"
+#include "platform/posix/KernelObject.h"
+#include "platform/posix/KernelSeam.h"
 #include "platform/posix/SigpipeBlock.h"
 
 namespace {
@@ -34,6 +38,30 @@ class NativePath {
   char m_szPath[PATH_MAX];
   int m_nError;
 };
+
+// What a file handle points at.
+struct FileHandle : platform::KernelObject {
+  explicit FileHandle(int openDescriptor) : nDescriptor(openDescriptor) {}
+  ~FileHandle() override { close(nDescriptor); }
+
+  int nDescriptor;
+};
+
+// Null, with errno set, for what is no file handle.
+FileHandle* ToFile(HANDLE handle) {
+  auto* file = dynamic_cast<FileHandle*>(platform::ToKernelObject(handle));
+  if (file == nullptr) errno = EBADF;
+  return file;
+}
+
+// Pipes, sockets and terminals would wait for a writer, and directories cannot be read.
+bool IsPlainFile(int descriptor) {
+  struct stat status {};
+  if (fstat(descriptor, &status) != 0) return false;
+  if (S_ISREG(status.st_mode) || S_ISBLK(status.st_mode)) return true;
+  errno = S_ISDIR(status.st_mode) ? EISDIR : ENODEV;
+  return false;
+}
 
 }  // namespace
 
@@ -63,6 +91,50 @@ DWORD GetFileAttributesA(const char* path) {
   struct stat status {};
   if (!native.Valid() || stat(native.Text(), &status) != 0) return INVALID_FILE_ATTRIBUTES;
   return S_ISDIR(status.st_mode) ? FILE_ATTRIBUTE_DIRECTORY : FILE_ATTRIBUTE_NORMAL;
+}
+
+HANDLE CreateFileA(const char* path, DWORD access, DWORD, void*, DWORD disposition, DWORD, HANDLE) {
+  if (access != GENERIC_READ || disposition != OPEN_EXISTING) {
+    errno = EINVAL;
+    return INVALID_HANDLE_VALUE;
+  }
+  const NativePath native(path);
+  const int descriptor = native.Valid() ? open(native.Text(), O_RDONLY | O_CLOEXEC | O_NONBLOCK) : -1;
+  if (descriptor < 0) return INVALID_HANDLE_VALUE;
+  FileHandle* const file = IsPlainFile(descriptor) ? new (std::nothrow) FileHandle(descriptor) : nullptr;
+  if (file != nullptr) return platform::ToHandle(file);
+  const int error = errno;
+  close(descriptor);
+  errno = error;
+  return INVALID_HANDLE_VALUE;
+}
+
+BOOL ReadFile(HANDLE file, void* buffer, DWORD bytes, DWORD* bytesRead, void*) {
+  *bytesRead = 0;
+  const FileHandle* const source = ToFile(file);
+  if (source == nullptr) return FALSE;
+  intptr_t count = 0;
+  do {
+    count = platform::CurrentKernelSeam().ReadFile(source->nDescriptor, buffer, bytes);
+  } while (count < 0 && errno == EINTR);
+  if (count < 0) return FALSE;
+  *bytesRead = static_cast<DWORD>(count);
+  return TRUE;
+}
+
+DWORD SetFilePointer(HANDLE file, LONG low, LONG* high, DWORD method) {
+  const FileHandle* const target = ToFile(file);
+  if (target == nullptr) return INVALID_SET_FILE_POINTER;
+  const int64_t distance =
+      high != nullptr ? static_cast<int64_t>(*high) * (int64_t{1} << 32) + static_cast<DWORD>(low) : low;
+  if (method != FILE_BEGIN || distance < 0) {
+    errno = EINVAL;
+    return INVALID_SET_FILE_POINTER;
+  }
+  const off_t position = lseek(target->nDescriptor, distance, SEEK_SET);
+  if (position < 0) return INVALID_SET_FILE_POINTER;
+  if (high != nullptr) *high = static_cast<LONG>(position >> 32);
+  return static_cast<DWORD>(position);
 }
 
 std::FILE* PlatformOpenFile(const char* path, const char* mode) {

@@ -17,6 +17,8 @@ class KernelSeam {
   virtual void Sleep(uint32_t milliseconds);
   virtual void* Allocate(size_t bytes);  // null when memory is exhausted; released with free()
   virtual bool StartThreads();           // false: _beginthreadex fails
+  // read(): bytes read, 0 at the end of the file, -1 with errno set.
+  virtual intptr_t ReadFile(int descriptor, void* buffer, size_t bytes);
   virtual void DebugText(const char* text);
 };
 

@@ -8,13 +8,20 @@
 #include <new>
 
 #include "platform/Kernel.h"
+#include "platform/posix/KernelObject.h"
 #include "platform/posix/KernelSeam.h"
 
 namespace {
 
-// What a thread handle points at. Belongs to whoever holds the handle; the running thread never touches it.
-struct ThreadHandle {
+// What a thread handle points at; the running thread never touches it.
+struct ThreadHandle : platform::KernelObject {
+  ~ThreadHandle() override {
+    if (bStarted && !bJoined) pthread_detach(thread);
+    pthread_mutex_destroy(&mutex);
+  }
+
   pthread_t thread{};
+  bool bStarted = false;
   pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;  // a second waiter waits here for the first one to join
   bool bJoined = false;                               // guarded by mutex
 };
@@ -110,23 +117,24 @@ uintptr_t _beginthreadex(void*, unsigned stackBytes, unsigned (*start)(void*), v
   sem_init(&shared.taken, 0, 0);
   const int error = CreatePosixThread(&handle->thread, stackBytes, &shared);
   if (error == 0) {
+    handle->bStarted = true;
     while (sem_wait(&shared.taken) != 0 && errno == EINTR) {
     }
     if (threadId != nullptr) *threadId = shared.nThreadId;
   }
   sem_destroy(&shared.taken);
-  if (error == 0) return reinterpret_cast<uintptr_t>(handle);
+  if (error == 0) return reinterpret_cast<uintptr_t>(platform::ToHandle(handle));
   delete handle;
   errno = error;
   return 0;
 }
 
 DWORD WaitForSingleObject(HANDLE thread, DWORD timeoutMs) {
-  if (thread == nullptr || timeoutMs != INFINITE) {
+  auto* handle = dynamic_cast<ThreadHandle*>(platform::ToKernelObject(thread));
+  if (handle == nullptr || timeoutMs != INFINITE) {
     errno = EINVAL;
     return WAIT_FAILED;
   }
-  auto* handle = static_cast<ThreadHandle*>(thread);
   if (pthread_equal(handle->thread, pthread_self()) != 0) {
     errno = EDEADLK;
     return WAIT_FAILED;
@@ -140,16 +148,11 @@ DWORD WaitForSingleObject(HANDLE thread, DWORD timeoutMs) {
   return WAIT_FAILED;
 }
 
-BOOL CloseHandle(HANDLE thread) {
-  if (thread == nullptr) {
-    errno = EBADF;
-    return FALSE;
-  }
-  auto* handle = static_cast<ThreadHandle*>(thread);
-  if (!handle->bJoined) pthread_detach(handle->thread);
-  pthread_mutex_destroy(&handle->mutex);
-  delete handle;
-  return TRUE;
+BOOL CloseHandle(HANDLE object) {
+  platform::KernelObject* const released = platform::ToKernelObject(object);
+  if (released == nullptr) errno = EBADF;
+  delete released;
+  return released != nullptr ? TRUE : FALSE;
 }
 
 DWORD GetCurrentThreadId() {
