@@ -32,8 +32,8 @@ struct MediaInfo {
 // logs next to nothing: every failure is a false result.
 class MediaFileStream {
  public:
-  // The reader that the name's ending asks for (.mp4; .sv4, .sv5, .sv6, in any case), opened. Null for another
-  // ending, or when the file cannot be opened or is none of that format.
+  // The reader that the name's ending asks for (.mp4; .sv4, .sv5, .sv6, in any case), opened. Null for
+  // another ending, or when the file cannot be opened or is none of that format.
   static std::shared_ptr<MediaFileStream> OpenFile(const char* fileName);
 
   virtual ~MediaFileStream() = default;
@@ -44,9 +44,9 @@ class MediaFileStream {
   virtual bool Open(const char* fileName) = 0;
   virtual void Close() = 0;
 
-  // Copies the next frame into `buffer` and fills `frame`, which then points there; its reserved words and its
-  // timestamp stay as they are. Runs a pending seek first. False at the end of the file, on a read error, when
-  // the seek fails (it stays pending), when the buffer is too small, and after Interrupt.
+  // Copies the next frame into `buffer` and fills `frame`, which then points there; its reserved words and
+  // its timestamp stay as they are. Runs a pending seek first. False at the end of the file, on a read error,
+  // when the seek fails (it stays pending), when the buffer is too small, and after Interrupt.
   virtual bool ReadFrame(std::span<uint8_t> buffer, FrameRecord& frame) = 0;
 
   // The 32 bytes that a host gets as this file's stream header. False for a null or smaller buffer.
@@ -61,14 +61,14 @@ class MediaFileStream {
   virtual uint32_t GetCurFrameNum() const = 0;
   // Any thread. Where the key frame handed out last begins, in the reader's own measure, and its number.
   virtual bool GetKeyFramePos(uint32_t& position, uint32_t& frameNo) const = 0;
-  // Any thread. The next ReadFrame goes to the key frame for frame number `target`; 0 asks for nothing. The last
-  // request before that ReadFrame counts.
+  // Any thread. The next ReadFrame goes to the key frame for frame number `target`; 0 asks for nothing. The
+  // last request before that ReadFrame counts.
   virtual bool GotoKeyFrame(uint32_t target) {
     m_nSeekTarget = target;
     return true;
   }
-  // Any thread. Ends a ReadFrame that searches a large file, and lets every later one fail: the owner is about
-  // to close the file and waits for the reading thread.
+  // Any thread. Ends a ReadFrame that searches a large file, and lets every later one fail: the owner is
+  // about to close the file and waits for the reading thread.
   void Interrupt() { m_bInterrupted = true; }
 
  protected:

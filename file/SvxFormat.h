@@ -9,6 +9,7 @@ namespace svx {
 // Header: "QXS" and a version byte, which together are also the sync word in front of every record.
 constexpr uint32_t kHeaderBytes = 64;
 constexpr uint8_t kMagic[3] = {'Q', 'X', 'S'};
+constexpr uint32_t kVersionOffset = 3;
 constexpr uint32_t kWidthOffset = 4;           // pixels
 constexpr uint32_t kHeightOffset = 8;          // pixels
 constexpr uint32_t kVideoStandardOffset = 16;  // 0: 25 frames per second, else 30
@@ -20,6 +21,10 @@ constexpr uint8_t kVersionH264 = 5;        // also 7, 16, 17
 // Sound is always 8-bit PCM at 8 kHz, one channel.
 constexpr uint32_t kAudioSampleRate = 8000;
 constexpr uint32_t kAudioBits = 8;
+
+constexpr uint32_t ReadWord(const uint8_t* bytes) {
+  return bytes[0] | bytes[1] << 8 | bytes[2] << 16 | static_cast<uint32_t>(bytes[3]) << 24;
+}
 
 // A record: the sync word, a head word, and 1 to kMaxPayloadBytes of payload.
 constexpr uint32_t kRecordHeadBytes = 8;
