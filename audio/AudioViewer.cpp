@@ -140,8 +140,10 @@ bool AudioViewer::Write(const uint8_t* data, uint32_t size) {
 void AudioViewer::Monitor() {
   if (!m_bEnabled) return;
   const uint64_t now = kitc_tick64();
-  if (now - m_llLastMonitor < kMonitorIntervalMs) return;
-  m_llLastMonitor = now;
+  const bool backwards = now < m_llLastMonitor;  // another thread than in the last pass
+  const bool tooSoon = !backwards && now - m_llLastMonitor < kMonitorIntervalMs;
+  if (!tooSoon) m_llLastMonitor = now;
+  if (backwards || tooSoon) return;
   if (m_nStaged > 0) Feed();
   uint32_t playCursor = 0;
   if (!m_bPlaying || !ReadPlayCursor(playCursor)) return;

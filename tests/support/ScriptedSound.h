@@ -2,8 +2,8 @@
 //
 //   ScriptedSound sound;
 //   ... viewer.Init(...), SetPreview, Write ...
-//   EXPECT_THAT(sound.TakeCalls(), ElementsAre("Lock 0+640", "Unlock 640+0"));
-//   sound.SetPlayCursor(320);
+//   EXPECT_EQ(sound.TakeCalls(), "Lock 0+640; Unlock 640+0");
+//   sound.Set([](ScriptedSound::State& state) { state.nPlayCursor = 320; });
 //   sound.Fail("Lock", DSERR_BUFFERLOST);   // the next one
 //
 // It is the platform's sound driver from its construction to its destruction; everything created on it must
@@ -20,31 +20,32 @@
 
 class ScriptedSound final : public platform::SoundDriver {
  public:
-  static constexpr int kForEver = -1;
+  struct State {
+    uint32_t nPlayCursor = 0;          // what GetCurrentPosition tells; SetCurrentPosition changes it
+    uint32_t nLockLimit = UINT32_MAX;  // locks give at most this many bytes in all
+    DSBUFFERDESC desc{};               // of the last created buffer: what it was asked for,
+    WAVEFORMATEX format{};
+    std::vector<uint8_t> memory;  // its memory,
+    bool bPlaying = false;        // and whether it plays
+    int nBuffers = 0;             // not yet released
+    int nDevices = 0;
+  };
 
   ScriptedSound();
   ~ScriptedSound() override;
 
-  // The next `times` calls of that name answer `code` and do nothing else. Names: CreateDevice,
-  // CreateSoundBuffer, SetCooperativeLevel, GetCurrentPosition, Lock, Unlock, Play, SetCurrentPosition, Stop,
-  // Restore.
+  // The next `times` calls of that name answer `code` and do nothing else. Names: CreateDevice and the
+  // methods' own, but Release.
   void Fail(const std::string& call, HRESULT code, int times = 1);
-  // What GetCurrentPosition tells; SetCurrentPosition changes it.
-  void SetPlayCursor(uint32_t cursor);
-  uint32_t PlayCursor() const;
-  // Locks give at most this many bytes in all.
-  void LimitLock(uint32_t bytes);
-
-  // The calls since the last time, failed ones too, as "Name arguments"; without GetCurrentPosition and
-  // Release.
-  std::vector<std::string> TakeCalls();
-  // The last created buffer: what it was asked for, and its memory.
-  DSBUFFERDESC Desc() const;
-  WAVEFORMATEX Format() const;
-  std::vector<uint8_t> Memory() const;
-  bool IsPlaying() const;
-  int LiveBuffers() const;
-  int LiveDevices() const;
+  State Look() const;
+  template <typename Change>
+  void Set(Change change) {
+    const std::lock_guard lock(m_Mutex);
+    change(m_State);
+  }
+  // The calls since the last time, failed ones too, as "Name arguments; Name arguments"; without
+  // GetCurrentPosition and Release.
+  std::string TakeCalls();
 
   HRESULT CreateDevice(LPDIRECTSOUND8* device) override;
 
@@ -52,10 +53,9 @@ class ScriptedSound final : public platform::SoundDriver {
   friend class ScriptedSoundDevice;
   friend class ScriptedSoundBuffer;
 
-  // Records the call and takes its scripted result.
-  HRESULT Judge(const std::string& call, const std::string& arguments);
-  HRESULT CreateBuffer(const DSBUFFERDESC* desc, LPDIRECTSOUNDBUFFER* buffer);
-  HRESULT Lock(DWORD offset, DWORD bytes, LPVOID* part1, DWORD* bytes1, LPVOID* part2, DWORD* bytes2);
+  // Records the call and answers its scripted result, or what `effect` answers when none is scripted.
+  template <typename Effect>
+  HRESULT Call(const std::string& name, const std::string& arguments, Effect effect);
 
   struct Failure {
     HRESULT code;
@@ -66,13 +66,6 @@ class ScriptedSound final : public platform::SoundDriver {
 
   mutable std::mutex m_Mutex;  // guards all of the following
   std::map<std::string, Failure> m_Failures;
-  std::vector<std::string> m_Calls;
-  DSBUFFERDESC m_Desc{};
-  WAVEFORMATEX m_Format{};
-  std::vector<uint8_t> m_Memory;
-  uint32_t m_nPlayCursor = 0;
-  uint32_t m_nLockLimit = UINT32_MAX;
-  bool m_bPlaying = false;
-  int m_nBuffers = 0;
-  int m_nDevices = 0;
+  std::string m_Calls;
+  State m_State;
 };
