@@ -1,7 +1,6 @@
 // Reads the video access units of a file or a network stream, through libavformat, as live input takes them.
 #pragma once
 
-#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -10,7 +9,10 @@
 #include <string>
 #include <vector>
 
+#include "codecs/av/AvOwners.h"
 #include "tools/common/AccessUnitFormatter.h"
+#include "tools/common/AnnexBFilter.h"
+#include "tools/common/MediaInput.h"
 #include "tools/qxplay/Options.h"
 
 struct StreamInfo {
@@ -46,30 +48,21 @@ class AccessUnitSource {
 
   const StreamInfo& Info() const { return m_Info; }
   // A sentence that begins with the address; empty when nothing failed.
-  const std::string& Error() const { return m_strError; }
+  const std::string& Error() const { return m_Input.Error(); }
 
  private:
-  struct Av;  // what libavformat and libavcodec hold
-
-  void StartCall();
-  bool OpenInput();
   bool OpenVideo();
-  bool OpenFilter();
   bool ReadPacket();
-  bool Fail(const std::string& what, int averror = 0);
   int64_t TimestampOf(std::optional<int64_t> decodingTimeMs);
 
-  const std::string m_strAddress;
-  const int m_nTimeoutSeconds;
   const std::optional<FrameRate> m_FrameRate;  // the user's
   const std::function<bool()> m_IsCancelled;
-  // Of the call into libavformat at work. Outlives m_Av, whose closing asks for it.
-  std::chrono::steady_clock::time_point m_Deadline;
-  std::unique_ptr<Av> m_Av;
-  std::unique_ptr<AccessUnitFormatter> m_Formatter;
+  MediaInput m_Input;
+  AvPacket m_pPacket{av_packet_alloc()};
+  std::unique_ptr<AnnexBFilter> m_pFilter;
+  int m_nStream = 0;  // of m_Input: the video
   StreamInfo m_Info;
   std::vector<uint8_t> m_Unit;
-  std::string m_strError;
 
   int64_t m_llUnits = 0;  // delivered since Open
   int64_t m_llLast = 0;   // timestamp of the newest unit, ms
