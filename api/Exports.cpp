@@ -1,4 +1,5 @@
 // The exported functions: each checks its identifier, forwards to the player and converts the result.
+#include <memory>
 #include <string>
 
 #include "api/Notification.h"
@@ -35,6 +36,15 @@ int32_t WithPlayer(uint32_t nPlayerID, Call&& call) noexcept {
   Player* player = player_table::Find(nPlayerID);
   if (player == nullptr) return 0;
   return Guarded(0, [player, &call] { return call(*player); });
+}
+
+// The same for what only asks the open file: 0 also when none is open.
+template <typename Call>
+int32_t WithFile(uint32_t nPlayerID, Call&& call) noexcept {
+  return WithPlayer(nPlayerID, [&call](Player& player) {
+    const std::shared_ptr<MediaFileStream> file = player.File();
+    return file != nullptr ? static_cast<int32_t>(call(*file)) : 0;
+  });
 }
 
 const RECT* ToRect(const QXSP_RECT* rect) {
@@ -175,6 +185,31 @@ void QXSP_CALL QXSP_StepForward(uint32_t nPlayerID) {
     player.StepForward();
     return 1;
   });
+}
+
+// Recorded files
+
+int32_t QXSP_CALL QXSP_OpenFile(uint32_t nPlayerID, const char* pszFileName) {
+  return WithPlayer(nPlayerID, [=](Player& player) { return player.OpenFile(pszFileName); });
+}
+
+uint32_t QXSP_CALL QXSP_GetTotalFrames(uint32_t nPlayerID) {
+  return WithFile(nPlayerID, [](const MediaFileStream& file) { return file.Info().nTotalFrames; });
+}
+
+uint32_t QXSP_CALL QXSP_GetCurFrameNum(uint32_t nPlayerID) {
+  return WithFile(nPlayerID, [](const MediaFileStream& file) { return file.GetCurFrameNum(); });
+}
+
+int32_t QXSP_CALL QXSP_GetKeyFramePos(uint32_t nPlayerID, uint32_t* pdwPosition, uint32_t* pdwFrameNum) {
+  if (pdwPosition == nullptr || pdwFrameNum == nullptr) return 0;
+  return WithFile(nPlayerID, [=](const MediaFileStream& file) {
+    return file.GetKeyFramePos(*pdwPosition, *pdwFrameNum);
+  });
+}
+
+int32_t QXSP_CALL QXSP_GotoKeyFrame(uint32_t nPlayerID, uint32_t dwTarget, int32_t bPause) {
+  return WithPlayer(nPlayerID, [=](Player& player) { return player.GotoKeyFrame(dwTarget, bPause != 0); });
 }
 
 // Windows

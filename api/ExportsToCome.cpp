@@ -4,28 +4,7 @@
 
 extern "C" {
 
-// Recorded files
-
-int32_t QXSP_CALL QXSP_OpenFile(uint32_t /*nPlayerID*/, const char* /*pszFileName*/) {
-  return 0;
-}
-
-uint32_t QXSP_CALL QXSP_GetTotalFrames(uint32_t /*nPlayerID*/) {
-  return 0;
-}
-
-uint32_t QXSP_CALL QXSP_GetCurFrameNum(uint32_t /*nPlayerID*/) {
-  return 0;
-}
-
-int32_t QXSP_CALL QXSP_GetKeyFramePos(uint32_t /*nPlayerID*/, uint32_t* /*pdwPosition*/,
-                                      uint32_t* /*pdwFrameNum*/) {
-  return 0;
-}
-
-int32_t QXSP_CALL QXSP_GotoKeyFrame(uint32_t /*nPlayerID*/, uint32_t /*dwTarget*/, int32_t /*bPause*/) {
-  return 0;
-}
+// Looking into files without a player
 
 void* QXSP_CALL QXSP_MediaFileOpen(const char* /*pszFileName*/, QXSP_MEDIA_FILE_INFO* /*pInfo*/) {
   return nullptr;

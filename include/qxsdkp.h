@@ -487,38 +487,30 @@ QXSP_API void QXSP_CALL QXSP_StepForward(uint32_t nPlayerID);
 // ==========================================================================================================
 // 8  Recorded files
 //
-// Do not call these on a player while another thread opens, stops or closes it.
+// Any thread. While another thread opens or closes the same player's file they answer for the one or the
+// other.
 
 // Opens a recorded file, by its name's end: .mp4 or the library's own .sv4, .sv5, .sv6, in any case, and
 // starts to play it; whatever the player had open is closed first. Waits. Answers 1; 0 for a bad identifier,
 // a null name, or a file that cannot be read or decoded. The main window is off after an open: call
 // QXSP_SetVideoPreview.
-//
-// Not available in this version: answers 0.
 QXSP_API int32_t QXSP_CALL QXSP_OpenFile(uint32_t nPlayerID, const char* pszFileName);
 
 // Answers the number of video frames of the open file; 0 when none is open or for a bad identifier.
-//
-// Not available in this version: answers 0.
 QXSP_API uint32_t QXSP_CALL QXSP_GetTotalFrames(uint32_t nPlayerID);
 
 // Answers the number of the frame read last, the first is 1; 0 when no file is open or for a bad identifier.
-//
-// Not available in this version: answers 0.
 QXSP_API uint32_t QXSP_CALL QXSP_GetCurFrameNum(uint32_t nPlayerID);
 
 // Gives the last key frame that was read: its byte offset in the file (MP4: its frame number) and its frame
-// number. Answers 1; 0 for a bad identifier, a null pointer, when no file is open or none was read yet.
-//
-// Not available in this version: answers 0.
+// number; both 0 before the first. Answers 1; 0 for a bad identifier, a null pointer, or when no file is
+// open.
 QXSP_API int32_t QXSP_CALL QXSP_GetKeyFramePos(uint32_t nPlayerID, uint32_t* pdwPosition,
                                                uint32_t* pdwFrameNum);
 
 // Goes on from a key frame near the frame dwTarget, the first is 1, or QXSP_FIRST_KEYFRAME; 0 goes nowhere.
 // Queued sound is dropped. bPause, not 0: pauses there and shows one picture. Answers 1; 0 for a bad
 // identifier or when no file is open.
-//
-// Not available in this version: answers 0.
 QXSP_API int32_t QXSP_CALL QXSP_GotoKeyFrame(uint32_t nPlayerID, uint32_t dwTarget, int32_t bPause);
 
 // ==========================================================================================================

@@ -44,6 +44,11 @@ void AudioPath::StopSound() {
   if (m_AudioViewer.IsPlaying()) m_AudioViewer.Stop();
 }
 
+void AudioPath::DropSound() {
+  ScopedLock hold(m_AudioLock);
+  m_AudioViewer.Stop();
+}
+
 void AudioPath::PlayAudioFrame(const FrameRecord& frame) {
   if (m_pDecoder == nullptr) return;
   DecodedSound sound;

@@ -34,8 +34,10 @@ class AudioPath {
   // Any host thread.
   Preview GetPreview() EXCLUDES(m_AudioLock);
   bool SetPreview(HWND window, bool enable) EXCLUDES(m_AudioLock);
-  // Silences the device until more sound is written.
+  // Silences the device, when it plays, until more sound is written.
   void StopSound() EXCLUDES(m_AudioLock);
+  // The same also while sound is still gathered for the start: none of it will be heard.
+  void DropSound() EXCLUDES(m_AudioLock);
 
   // Video play thread: decodes and writes one frame.
   void PlayAudioFrame(const FrameRecord& frame) EXCLUDES(m_AudioLock);

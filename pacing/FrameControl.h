@@ -37,6 +37,7 @@ class FrameControl {
   void SetOneShot() { m_bOneShot = true; }
   // Subtracted from audio timestamps, ms.
   void SetAVOffset(int32_t milliseconds) { m_nAVOffset = milliseconds; }
+  int32_t AVOffset() const { return m_nAVOffset; }
   bool SetFrameControlMode(uint32_t mode);
 
   // timestamp, bufferedTime: ms. The first frame after a reset, a pause or a change of speed is due at once

@@ -1,5 +1,6 @@
 #include "pacing/PlayThreads.h"
 
+#include "api/Notification.h"
 #include "src/kitc/Clock.h"
 #include "src/kitc/Log.h"
 
@@ -11,7 +12,8 @@ constexpr double kTimingPeriodMs = 1000;
 
 }  // namespace
 
-bool PlayThreads::Start() {
+bool PlayThreads::Start(Source source) {
+  m_Source = source;
   m_bRunning = true;
   const bool started =
       m_PlayThread.Run([](void* self) { static_cast<PlayThreads*>(self)->VideoLoop(); }, this) &&
@@ -22,6 +24,7 @@ bool PlayThreads::Start() {
 
 void PlayThreads::Stop() {
   m_bRunning = false;
+  m_File.Interrupt();
   m_Audio.NoteChange();
   m_PlayThread.Wait();
   m_PlayThread.Close();
@@ -37,15 +40,18 @@ void PlayThreads::ResetStatistics() {
 
 void PlayThreads::VideoLoop() {
   m_bRefresh = false;
-  while (m_bRunning) {
+  bool ended = false;
+  while (m_bRunning && !ended) {
     try {
-      VideoPass();
+      ended = !VideoPass();
     } catch (...) {
-      // Out of memory for a moment: the frame is still queued, the next pass tries again.
+      // Out of memory for a moment: the frame is still there, the next pass tries again.
     }
-    Sleep(kPassMs);
+    if (!ended) Sleep(kPassMs);
   }
   m_Audio.StopSound();
+  // Stopping interrupts the file, which then looks as if it had ended.
+  if (ended && m_bRunning) notification::RaiseEvent(m_Label.PlayerID(), kEventEndOfFile);
 }
 
 void PlayThreads::AudioLoop() {
@@ -62,11 +68,14 @@ void PlayThreads::AudioLoop() {
   }
 }
 
-void PlayThreads::VideoPass() {
+// False when the source has ended.
+bool PlayThreads::VideoPass() {
   const double now = kitc_time_ms();
   if (now - m_dLastTimingLog > kTimingPeriodMs) LogTimings(now);
   if (m_bRefresh.exchange(false)) m_Video.PlayVideoFrame(nullptr);
+  if (m_Source == Source::kFile) return m_File.PlayFrameFromFile();
   PlayFrameFromPool();
+  return true;
 }
 
 void PlayThreads::PlayFrameFromPool() {

@@ -6,6 +6,7 @@
 #include <cstdint>
 
 #include "pacing/AudioPath.h"
+#include "pacing/FileSource.h"
 #include "pacing/FrameBufferPool.h"
 #include "pacing/FrameControl.h"
 #include "pacing/PlayerLabel.h"
@@ -17,14 +18,16 @@
 class PlayThreads {
  public:
   // All borrowed; they outlive this object.
-  PlayThreads(const PlayerLabel& label, FrameBufferPool& pool, FrameControl& control, VideoPath& video,
-              AudioPath& audio)
-      : m_Label(label), m_Pool(pool), m_Control(control), m_Video(video), m_Audio(audio) {}
+  PlayThreads(const PlayerLabel& label, FrameBufferPool& pool, FileSource& file, FrameControl& control,
+              VideoPath& video, AudioPath& audio)
+      : m_Label(label), m_Pool(pool), m_File(file), m_Control(control), m_Video(video), m_Audio(audio) {}
   PlayThreads(const PlayThreads&) = delete;
   PlayThreads& operator=(const PlayThreads&) = delete;
 
-  // Starts both threads; false, with neither running, when one could not be started.
-  bool Start();
+  enum class Source { kStream, kFile };  // frames come from the pool, or from the file
+  // Starts both threads; false, with neither running, when one could not be started. At the end of a file the
+  // video play thread tells the host and ends by itself; the audio thread runs on.
+  bool Start(Source source);
   // Ends both and waits for them, without a time limit. Harmless when none runs.
   void Stop();
   // Clears the timing statistics and begins their period now. Only while no thread runs.
@@ -37,12 +40,13 @@ class PlayThreads {
  private:
   void VideoLoop();
   void AudioLoop();
-  void VideoPass();
+  bool VideoPass();
   void PlayFrameFromPool();
   void LogTimings(double now);
 
   const PlayerLabel& m_Label;
   FrameBufferPool& m_Pool;
+  FileSource& m_File;
   FrameControl& m_Control;
   VideoPath& m_Video;
   AudioPath& m_Audio;
@@ -50,6 +54,8 @@ class PlayThreads {
   // Shared without a lock; read once a pass.
   std::atomic<bool> m_bRunning{false};
   std::atomic<bool> m_bRefresh{false};
+
+  Source m_Source = Source::kStream;  // written while no thread runs
 
   // Video play thread only, while it runs.
   uint32_t m_nFramesPlayed = 0;  // since the last timing line

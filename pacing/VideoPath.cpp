@@ -38,6 +38,11 @@ void VideoPath::SetDecoder(std::shared_ptr<Decoder> decoder) {
   m_pDecoder = std::move(decoder);
 }
 
+int32_t VideoPath::DelayMs() {
+  ScopedLock hold(m_DecoderLock);
+  return m_pDecoder != nullptr ? static_cast<int32_t>(m_pDecoder->GetDelay()) : 0;
+}
+
 void VideoPath::SetPictureSize(uint32_t width, uint32_t height) {
   ScopedLock hold(m_PictureLock);
   m_nWidth = width;

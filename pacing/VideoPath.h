@@ -34,6 +34,8 @@ class VideoPath {
   void ResetView() EXCLUDES(m_ViewLock);
   void SetViewerPlayerID(uint32_t nPlayerID) EXCLUDES(m_ViewLock);
   void SetDecoder(std::shared_ptr<Decoder> decoder) EXCLUDES(m_DecoderLock);  // null drops it
+  // How far pictures are behind the frames that hold them, ms; 0 without a decoder.
+  int32_t DelayMs() EXCLUDES(m_DecoderLock);
   void SetPictureSize(uint32_t width, uint32_t height) EXCLUDES(m_PictureLock);
   void ForgetPicture() EXCLUDES(m_PictureLock);  // there is no image until the next one is decoded
 

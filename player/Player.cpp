@@ -10,10 +10,27 @@
 namespace {
 
 constexpr char kSource[] = "Player.cpp";
-constexpr uint32_t kAudioFrameCapacity = 8192;  // bytes of one PCM frame of a live stream
+constexpr uint32_t kLiveAudioFrameCapacity = 8192;  // bytes of one PCM frame
+constexpr uint32_t kFileAudioFrameCapacity = 1024;
 constexpr uint32_t kAudioBufferMs = 400;
 constexpr uint32_t kAudioLatencyMs = 200;
 constexpr int32_t kMaxSpeedExponent = 30;  // 2^30 is the largest that fits
+
+// "decodeid:%d OpenFile m_pFrameBuffer size:%d malloc failed error:%d,name:%s", its Chinese words in GBK.
+constexpr char kFileBufferFailed[] =
+    "decodeid:%d OpenFile m_pFrameBuffer\xB4\xF3\xD0\xA1:%d malloc\xCA\xA7\xB0\xDC error:%d,name:%s\n";
+
+StreamFormat FormatOf(const MediaInfo& info) {
+  return {.nVideoCodec = info.nVideoCodecID,
+          .nAudioCodec = info.nAudioFrames != 0 ? info.nAudioCodecID : static_cast<uint32_t>(kCodecNone),
+          .nWidth = info.nWidth,
+          .nHeight = info.nHeight,
+          .nFrameRateNum = info.nFrameRateNum,
+          .nFrameRateDen = info.nFrameRateDen,
+          .nAudioChannels = info.nAudioChannels,
+          .nAudioSampleRate = info.nAudioSampleRate,
+          .nAudioBits = info.nAudioBits};
+}
 
 }  // namespace
 
@@ -70,14 +87,14 @@ bool Player::OpenStream(const void* header, uint32_t sizeBytes) {
   StreamFormat format;
   if (!ReadHeader(header, sizeBytes, format) || !format.IsPlayable()) return false;
   if (!m_Video.InitViewer(format.nWidth, format.nHeight)) return false;
-  if (!OpenDecoders(format)) return false;
+  if (!OpenVideoDecoder(format) || !OpenAudio(format, kLiveAudioFrameCapacity)) return false;
   m_FrameBufferPool.ResetForLive();
   m_Video.SetPictureSize(format.nWidth, format.nHeight);
   m_TimeStampGen.SetFrameRate(format.nFrameRateNum, format.nFrameRateDen);
   m_FrameControl.ResetClock(true);
   m_bStream = true;
   m_bWaitFirstKeyFrame = true;
-  return m_PlayThreads.Start();
+  return m_PlayThreads.Start(PlayThreads::Source::kStream);
 }
 
 bool Player::ReadHeader(const void* header, uint32_t sizeBytes, StreamFormat& format) {
@@ -94,20 +111,24 @@ bool Player::ReadHeader(const void* header, uint32_t sizeBytes, StreamFormat& fo
   return true;
 }
 
-bool Player::OpenDecoders(const StreamFormat& format) {
-  const std::shared_ptr<Decoder> video =
+bool Player::OpenVideoDecoder(const StreamFormat& format) {
+  std::shared_ptr<Decoder> decoder =
       Decoder::CreateVideoDecoder(format.nVideoCodec, format.nWidth, format.nHeight, format.FramePeriodMs());
-  if (video == nullptr) return false;
-  m_Video.SetDecoder(video);
+  if (decoder == nullptr) return false;
+  m_Video.SetDecoder(std::move(decoder));
+  return true;
+}
+
+// After OpenVideoDecoder, whose delay counts. True also without sound.
+bool Player::OpenAudio(const StreamFormat& format, uint32_t pcmFrameCapacity) {
   SetAVOffset(0);
   if (format.nAudioCodec == kCodecNone) return true;
-
-  std::shared_ptr<Decoder> audio = Decoder::CreateAudioDecoder(
-      format.nAudioCodec, kAudioFrameCapacity, format.nAudioChannels, format.nAudioSampleRate);
-  if (audio == nullptr) return false;
-  m_Audio.Open(std::move(audio), AudioFormat{format.nAudioChannels, format.nAudioSampleRate,
-                                             format.nAudioBits, kAudioBufferMs, kAudioLatencyMs});
-  SetAVOffset(m_Audio.DelayMs() - static_cast<int32_t>(video->GetDelay()));
+  std::shared_ptr<Decoder> decoder = Decoder::CreateAudioDecoder(
+      format.nAudioCodec, pcmFrameCapacity, format.nAudioChannels, format.nAudioSampleRate);
+  if (decoder == nullptr) return false;
+  m_Audio.Open(std::move(decoder), AudioFormat{format.nAudioChannels, format.nAudioSampleRate,
+                                               format.nAudioBits, kAudioBufferMs, kAudioLatencyMs});
+  SetAVOffset(m_Audio.DelayMs() - m_Video.DelayMs());
   return true;
 }
 
@@ -119,6 +140,78 @@ void Player::SetAVOffset(int32_t milliseconds) {
 void Player::DropDecoders() {
   m_Video.SetDecoder(nullptr);
   m_Audio.DropDecoder();
+}
+
+bool Player::OpenFile(const char* fileName) {
+  ScopedLock hold(m_PlayerLock);
+  CloseSource();
+  bool opened = false;
+  try {
+    opened = OpenFileSource(fileName);
+  } catch (const std::bad_alloc&) {
+    // As any other refusal.
+  }
+  if (!opened) CloseSource();
+  return opened;
+}
+
+// Every refusal but the last has its line in the log.
+bool Player::OpenFileSource(const char* fileName) {
+  const char* const name = fileName != nullptr ? fileName : "";
+  const uint32_t nPlayerID = m_Label.PlayerID();
+  if (!m_File.AllocateBuffer()) {
+    kitc_log(kLogError, kSource, __LINE__, kFileBufferFailed, nPlayerID, 0, GetLastError(), name);
+    return false;
+  }
+  const std::shared_ptr<MediaFileStream> reader = MediaFileStream::OpenFile(fileName);
+  if (reader == nullptr) {
+    kitc_log(kLogError, kSource, __LINE__,
+             "decodeid:%d OpenFile MediaFileStream::OpenFile pFile is NULL,name:%s\n", nPlayerID, name);
+    return false;
+  }
+  {
+    ScopedLock holdHeader(m_HeaderLock);
+    m_bExtHeader = false;
+    (void)reader->GetHeader(m_ShortHeader.data(), kShortHeaderBytes);
+  }
+  const StreamFormat format = FormatOf(reader->Info());
+  if (!OpenVideoDecoder(format)) {
+    kitc_log(kLogError, kSource, __LINE__,
+             "decodeid:%d OpenFile Decoder::CreateVideoDecoder failed,CodecID:%d,name:%s\n", nPlayerID,
+             format.nVideoCodec, name);
+    return false;
+  }
+  if (!format.IsPlayable() || !m_Video.InitViewer(format.nWidth, format.nHeight)) {
+    kitc_log(kLogError, kSource, __LINE__, "decodeid:%d OpenFile m_VideoViewer.Init failed,name:%s\n",
+             nPlayerID, name);
+    return false;
+  }
+  if (!OpenAudio(format, kFileAudioFrameCapacity)) {
+    kitc_log(kLogError, kSource, __LINE__,
+             "decodeid:%d OpenFile Decoder::CreateAudioDecoder failed,CodecID:%d,name:%s\n", nPlayerID,
+             format.nAudioCodec, name);
+    return false;
+  }
+  reader->SetAVOffset(m_FrameControl.AVOffset());
+  m_File.Open(reader);
+  m_Video.SetPictureSize(format.nWidth, format.nHeight);
+  m_FrameControl.ResetClock(false);
+  m_bStream = false;
+  if (!m_PlayThreads.Start(PlayThreads::Source::kFile)) {
+    kitc_log(kLogError, kSource, __LINE__, "decodeid:%d OpenFile m_PlayThread.Run failed,name:%s\n",
+             nPlayerID, name);
+    return false;
+  }
+  return true;
+}
+
+bool Player::GotoKeyFrame(uint32_t target, bool pause) {
+  if (pause) Pause();
+  const std::shared_ptr<MediaFileStream> file = File();
+  if (file == nullptr || !file->GotoKeyFrame(target)) return false;
+  m_Audio.DropSound();
+  if (pause) m_FrameControl.SetOneShot();
+  return true;
 }
 
 void Player::ReleaseStream() {
@@ -141,6 +234,7 @@ void Player::CloseStream() {
 // The threads end before anything that they use goes.
 void Player::CloseSource() {
   m_PlayThreads.Stop();
+  m_File.Close();
   m_Video.ForgetPicture();
   m_FrameBufferPool.CloseAndClear();
   m_Video.ResetView();
@@ -227,10 +321,11 @@ void Player::StepForward() {
 }
 
 bool Player::SetPlaySpeed(int32_t exponent, bool keyFramesOnly) {
-  (void)keyFramesOnly;  // a rule of file playback
+  m_File.SetKeyFramesOnly(keyFramesOnly);
   const int32_t limited = std::clamp(exponent, -kMaxSpeedExponent, kMaxSpeedExponent);
   const int32_t factor = 1 << std::abs(limited);
   m_FrameControl.SetSpeed(limited > 0 ? factor : 1, limited > 0 ? 1 : factor);
+  m_File.SetNormalSpeed(limited == 0);
   m_Audio.StopSound();
   return true;
 }

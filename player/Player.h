@@ -3,9 +3,11 @@
 
 #include <atomic>
 #include <cstdint>
+#include <memory>
 #include <string>
 
 #include "pacing/AudioPath.h"
+#include "pacing/FileSource.h"
 #include "pacing/FrameBufferPool.h"
 #include "pacing/FrameControl.h"
 #include "pacing/FrameTimeStamp.h"
@@ -48,6 +50,15 @@ class Player {
   bool GetHeaderData(void* buffer, uint32_t sizeBytes) EXCLUDES(m_HeaderLock);
   // Queues one frame. A negative timestamp (ms) means none. Returns an InputResult or a PushResult.
   int32_t WriteFrame(const uint8_t* data, uint32_t size, int64_t timestamp) EXCLUDES(m_PlayerLock);
+  // Closes whatever is open, then opens a recorded file and plays it. False, with nothing open, for a file
+  // that cannot be read or decoded, or a device that refuses.
+  bool OpenFile(const char* fileName) EXCLUDES(m_PlayerLock);
+  // Null when no file is open. Its any-thread members answer for the file.
+  std::shared_ptr<MediaFileStream> File() { return m_File.Reader(); }
+  // Goes on from the key frame for frame number `target` (kFirstKeyFrame; 0: nowhere) and drops queued sound.
+  // False when no file is open.
+  bool GotoKeyFrame(uint32_t target, bool pause);
+
   // The last video decode succeeded.
   bool HasImage() const { return m_Video.HasImage(); }
 
@@ -77,9 +88,11 @@ class Player {
  private:
   bool ReadHeader(const void* header, uint32_t sizeBytes, StreamFormat& format) EXCLUDES(m_HeaderLock);
   bool OpenStream(const void* header, uint32_t sizeBytes) REQUIRES(m_PlayerLock);
+  bool OpenFileSource(const char* fileName) REQUIRES(m_PlayerLock);
   void CloseStream() REQUIRES(m_PlayerLock);
   void CloseSource() REQUIRES(m_PlayerLock);
-  bool OpenDecoders(const StreamFormat& format) REQUIRES(m_PlayerLock);
+  bool OpenVideoDecoder(const StreamFormat& format) REQUIRES(m_PlayerLock);
+  bool OpenAudio(const StreamFormat& format, uint32_t pcmFrameCapacity) REQUIRES(m_PlayerLock);
   void DropDecoders() REQUIRES(m_PlayerLock);
   void SetAVOffset(int32_t milliseconds) REQUIRES(m_PlayerLock);
   void LogOpened() EXCLUDES(m_HeaderLock);
@@ -90,6 +103,7 @@ class Player {
   FrameControl m_FrameControl{m_Label};
   VideoPath m_Video{m_Label};
   AudioPath m_Audio{m_Label};
+  FileSource m_File{m_FrameControl, m_Video, m_Audio};
   std::atomic<uint32_t> m_dwUserData{0};
 
   Lock m_PlayerLock;
@@ -97,7 +111,7 @@ class Player {
   bool m_bWaitFirstKeyFrame GUARDED_BY(m_PlayerLock) = true;
   FrameTimeStamp m_TimeStampGen GUARDED_BY(m_PlayerLock);
   // Started and stopped under m_PlayerLock.
-  PlayThreads m_PlayThreads{m_Label, m_FrameBufferPool, m_FrameControl, m_Video, m_Audio};
+  PlayThreads m_PlayThreads{m_Label, m_FrameBufferPool, m_File, m_FrameControl, m_Video, m_Audio};
 
   // A leaf, so that callbacks may ask for the header. The headers outlive their source.
   Lock m_HeaderLock ACQUIRED_AFTER(m_PlayerLock);

@@ -82,7 +82,7 @@ class PlayThreadsTest : public testing::Test {
     ASSERT_EQ(pool.PushBackFrame(3, frame), kPushQueued);
   }
   void Start() {
-    ASSERT_TRUE(threads.Start());
+    ASSERT_TRUE(threads.Start(PlayThreads::Source::kStream));
     ASSERT_TRUE(clock.WaitForSleepers(kPlayThreads));
   }
   std::string TakeLog() {
@@ -100,7 +100,8 @@ class PlayThreadsTest : public testing::Test {
   FrameControl control{label};
   VideoPath video{label};
   AudioPath audio{label};
-  PlayThreads threads{label, pool, control, video, audio};
+  FileSource file{control, video, audio};
+  PlayThreads threads{label, pool, file, control, video, audio};
 };
 
 }  // namespace
@@ -128,7 +129,7 @@ TEST_F(PlayThreadsTest, OneFrameAPassOnceItIsDue) {
 
 TEST_F(PlayThreadsTest, TheTimingLineOnceASecond) {
   clock.FailThreads(true);  // nothing runs until both threads can be had
-  EXPECT_FALSE(threads.Start());
+  EXPECT_FALSE(threads.Start(PlayThreads::Source::kStream));
   EXPECT_EQ(threads.ThreadId(), 0u);
   clock.FailThreads(false);
   control.SetFrameControlMode(kModeAtOnce);
