@@ -98,12 +98,14 @@ bool SVXFileStream::ReadFrame(std::span<uint8_t> buffer, FrameRecord& frame) {
 
 // True when a record stands at the front of the window.
 bool SVXFileStream::FindRecord(svx::RecordHead& head) {
+  bool isAll = false;
   while (!IsInterrupted()) {
     size_t skipped = 0;
-    const bool found = m_Scanner.Find(m_Window.Bytes(), skipped, head);
+    const bool found = m_Scanner.Find(m_Window.Bytes(), isAll, skipped, head);
     m_Window.Drop(skipped);
     if (found) return true;
-    if (!m_Window.Refill()) return false;
+    if (isAll) return false;
+    isAll = !m_Window.Refill();
   }
   return false;
 }

@@ -13,7 +13,8 @@ SvxRecordScanner::SvxRecordScanner(std::span<const uint8_t, 4> sync) {
   std::ranges::copy(sync, m_Sync);
 }
 
-bool SvxRecordScanner::Find(std::span<const uint8_t> bytes, size_t& skipped, svx::RecordHead& head) {
+bool SvxRecordScanner::Find(std::span<const uint8_t> bytes, bool isAll, size_t& skipped,
+                            svx::RecordHead& head) {
   skipped = 0;
   while (true) {
     if (m_bLost) {
@@ -23,9 +24,13 @@ bool SvxRecordScanner::Find(std::span<const uint8_t> bytes, size_t& skipped, svx
     }
     const std::span<const uint8_t> rest = bytes.subspan(skipped);
     if (rest.size() < kSmallestBytes) return false;
-    // The head alone decides: a record whose sync word is damaged is still a record.
-    head = svx::ReadHeadWord(svx::ReadWord(rest.data() + sizeof m_Sync));
-    if (head.IsValid()) return head.nPayloadBytes <= rest.size() - kSmallestBytes;
+    head = svx::ReadHeadWord(svx::ReadWord(&rest[sizeof m_Sync]));
+    if (head.IsValid()) {
+      const bool isWhole = head.nPayloadBytes <= rest.size() - kSmallestBytes;
+      if (IsSync(rest.data())) return isWhole;
+      if (!isWhole && !isAll) return false;
+      if (isWhole && IsSync(&rest[head.RecordBytes()])) return true;
+    }
     ++skipped;
     m_bLost = true;
   }
@@ -39,7 +44,7 @@ size_t SvxRecordScanner::FindSync(std::span<const uint8_t> bytes) const {
     const void* const first = std::memchr(bytes.data() + at, m_Sync[0], places);
     if (first == nullptr) return at + places;
     at = static_cast<size_t>(static_cast<const uint8_t*>(first) - bytes.data());
-    if (std::memcmp(bytes.data() + at, m_Sync, sizeof m_Sync) == 0) return at;
+    if (IsSync(&bytes[at])) return at;
     ++at;
   }
   return at;
