@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <string_view>
 
+#include "file/MP4FileStream.h"
 #include "file/SVXFileStream.h"
 
 namespace {
@@ -16,6 +17,7 @@ bool EndsWith(std::string_view name, std::string_view lowerCaseEnding) {
 std::shared_ptr<MediaFileStream> MakeReader(std::string_view name) {
   if (EndsWith(name, ".sv4") || EndsWith(name, ".sv5") || EndsWith(name, ".sv6"))
     return std::make_shared<SVXFileStream>();
+  if (EndsWith(name, ".mp4")) return std::make_shared<MP4FileStream>();
   return nullptr;
 }
 

@@ -1,0 +1,66 @@
+// Reads MP4 files through the MP4 library: sound and pictures in the order in which they are played.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "file/MediaFileStream.h"
+#include "qmp4pkg.h"
+
+class MP4FileStream : public MediaFileStream {
+ public:
+  ~MP4FileStream() override { CloseLibrary(); }
+
+  bool Open(const char* fileName) override;
+  void Close() override { CloseLibrary(); }
+  // A frame that is larger than the buffer is skipped.
+  bool ReadFrame(std::span<uint8_t> buffer, FrameRecord& frame) override;
+  // An MP4 file has no stream header: the whole buffer is zeroed.
+  bool GetHeader(void* buffer, uint32_t sizeBytes) const override;
+  void SetAVOffset(int32_t milliseconds) override { m_nAVOffset = milliseconds; }
+  uint32_t GetCurFrameNum() const override { return m_nVideoIndex; }
+  // position: the frame number, too.
+  bool GetKeyFramePos(uint32_t& position, uint32_t& frameNo) const override;
+
+ private:
+  // What both modes' descriptions say.
+  struct Description {
+    std::string videoCode, audioCode;
+    uint32_t nWidth = 0, nHeight = 0;  // pixels
+    uint32_t nVideoFrames = 0, nAudioFrames = 0;
+    double dFrameRate = 0;  // frames per second
+  };
+
+  bool OpenLibrary(const char* fileName, Description& description);
+  bool TakeDescription(const Description& description);
+  bool TakeAudioDescription(const Description& description);
+  void CloseLibrary();
+
+  bool Request(uint32_t track, uint32_t number, QP_FrameRequest& request);
+  bool AudioIsDue() const;
+  bool ReadAudio(std::span<uint8_t> buffer, FrameRecord& frame);
+  bool ReadVideo(std::span<uint8_t> buffer, FrameRecord& frame);
+
+  bool Seek(uint32_t target);
+  bool SeekFirstKeyFrame();
+  bool SeekKeyFrameFor(uint32_t target);
+  bool ResynchroniseAudio();
+  bool FindAudio(uint64_t fromMs, uint32_t& number, int64_t& timestamp);
+
+  static constexpr int64_t kNotPlaced = -1;
+
+  // Constant while open.
+  QP_Handle m_hLibrary = nullptr;
+  bool m_bUnpacking = true;  // else index mode
+
+  // The reading thread's; the offset is set before it runs.
+  int32_t m_nAVOffset = 0;     // ms
+  uint32_t m_nAudioIndex = 0;  // number of the last sound frame read
+  int64_t m_llLastVideoTime = 0;
+  int64_t m_llLastAudioTime = kNotPlaced;
+  uint32_t m_nDecodeOnlyFrame = 0;  // read next and not shown; 0: none
+
+  // Written by the reading thread, read by any.
+  std::atomic<uint32_t> m_nVideoIndex{0};  // number of the last video frame read
+  std::atomic<uint32_t> m_nLastKeyNumber{0};
+};
