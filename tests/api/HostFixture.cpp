@@ -76,6 +76,10 @@ void HostFixture::SetBeforeCopy(QXSP_DRAW_CALLBACK callback) {
   QXSP_SetCallBack(nullptr, nullptr, callback, CountPicture);
 }
 
+void HostFixture::SetNotify(QXSP_NOTIFY_CALLBACK callback) {
+  QXSP_SetCallBack(nullptr, callback, nullptr, CountPicture);
+}
+
 bool HostFixture::WaitForPictures(int count) {
   std::unique_lock lock(g_Mutex);
   return g_Shown.wait_for(lock, std::chrono::seconds(30), [count] { return g_nPictures >= count; });

@@ -30,6 +30,8 @@ class HostFixture : public testing::Test {
 
   // Calls `callback` before each copy to a back surface.
   static void SetBeforeCopy(QXSP_DRAW_CALLBACK callback);
+  // Calls `callback` with every event.
+  static void SetNotify(QXSP_NOTIFY_CALLBACK callback);
 
   // Blocks until `count` pictures in all were copied to a screen since the test began; false after 30 s.
   static bool WaitForPictures(int count);
