@@ -6,6 +6,7 @@ extern "C" {
 
 #include <new>
 
+#include "codecs/av/PixelFormat.h"
 #include "codecs/av/Silence.h"
 
 namespace {
@@ -16,24 +17,6 @@ constexpr int kMaxSide = 10000;
 int GetBuffer(AVCodecContext* context, AVFrame* frame, int flags) {
   if (frame->width > kMaxSide || frame->height > kMaxSide) return AVERROR(EINVAL);
   return avcodec_default_get_buffer2(context, frame, flags);
-}
-
-// The same layout without the mark for full-range samples: values pass unchanged whichever range they use.
-AVPixelFormat WithoutRange(AVPixelFormat format) {
-  switch (format) {
-    case AV_PIX_FMT_YUVJ420P:
-      return AV_PIX_FMT_YUV420P;
-    case AV_PIX_FMT_YUVJ422P:
-      return AV_PIX_FMT_YUV422P;
-    case AV_PIX_FMT_YUVJ444P:
-      return AV_PIX_FMT_YUV444P;
-    case AV_PIX_FMT_YUVJ440P:
-      return AV_PIX_FMT_YUV440P;
-    case AV_PIX_FMT_YUVJ411P:
-      return AV_PIX_FMT_YUV411P;
-    default:
-      return format;
-  }
 }
 
 size_t PlaneBytes(const AVFrame& frame, int plane) {

@@ -15,6 +15,7 @@ class Console {
   Console(const Console&) = delete;
   Console& operator=(const Console&) = delete;
 
+  bool IsTerminal() const { return m_bTerminal; }
   // A line on standard error, the program's name in front.
   void Complain(const std::string& text);
   // A line on standard output.
