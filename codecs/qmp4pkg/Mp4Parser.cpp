@@ -172,13 +172,28 @@ class Parser {
     return frames;
   }
 
-  // The average, from the track's own times.
+  // The average, so that pictures do not run away from the sound; the rate that nearly every frame has when
+  // one odd frame alone makes the difference.
   double FrameRate() const {
-    const int last = avformat_index_get_entries_count(m_pVideo) - 1;
-    const auto from = static_cast<double>(avformat_index_get_entry(m_pVideo, 0)->timestamp);
-    const auto to = static_cast<double>(avformat_index_get_entry(m_pVideo, last)->timestamp);
-    const double rate = last > 0 ? last / (to - from) * m_pVideo->time_base.den / m_pVideo->time_base.num
-                                 : av_q2d(m_pVideo->avg_frame_rate);
+    const int count = avformat_index_get_entries_count(m_pVideo);
+    const auto time = [this](int i) {
+      return static_cast<double>(avformat_index_get_entry(m_pVideo, i)->timestamp);
+    };
+    std::vector<double> periods;
+    for (int i = 1; i < count; ++i)
+      periods.push_back(time(i) - time(i - 1));
+    if (periods.empty()) return SaneRate(av_q2d(m_pVideo->avg_frame_rate));
+    const double whole = time(count - 1) - time(0);
+    const auto number = static_cast<double>(periods.size());
+    const auto middle = periods.begin() + static_cast<ptrdiff_t>(periods.size() / 2);
+    std::nth_element(periods.begin(), middle, periods.end());
+    const double usual = *middle;
+    const auto equal = static_cast<double>(std::count(periods.begin(), periods.end(), usual));
+    const bool oneIsOdd = equal >= 0.9 * number && std::abs(whole - usual * number) <= usual;
+    const double period = oneIsOdd ? usual : whole / number;
+    return SaneRate(1 / period * m_pVideo->time_base.den / m_pVideo->time_base.num);
+  }
+  static double SaneRate(double rate) {
     return std::isfinite(rate) && rate >= kMinRate && rate <= kMaxRate ? rate : kDefaultRate;
   }
 
