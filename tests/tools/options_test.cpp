@@ -49,7 +49,6 @@ TEST(Options, RefusesWithTheReason) {
   } cases[] = {
       {{}, "no source"},
       {{"--live"}, "no source"},
-      {{"a.mp4"}, "--live"},
       {{"--live", ""}, "empty name"},
       {{"--live", "a", "--speed"}, "unknown option --speed"},
       {{"--live", "a", "--loop=1"}, "--loop takes no value"},

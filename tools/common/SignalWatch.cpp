@@ -5,7 +5,7 @@
 
 SignalWatch::SignalWatch() {
   sigemptyset(&m_Signals);
-  for (const int signal : {SIGINT, SIGTERM, SIGHUP})
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT})
     sigaddset(&m_Signals, signal);
   pthread_sigmask(SIG_BLOCK, &m_Signals, nullptr);
 }
@@ -14,14 +14,17 @@ SignalWatch::~SignalWatch() {
   Stop();
 }
 
-void SignalWatch::Start(std::function<void()> onSignal) {
-  m_Thread = std::jthread([signals = m_Signals, call = std::move(onSignal)](const std::stop_token& stop) {
+void SignalWatch::Start(std::function<void()> onSignal, std::function<void()> beforeExit) {
+  m_Thread = std::jthread([signals = m_Signals, call = std::move(onSignal),
+                           last = std::move(beforeExit)](const std::stop_token& stop) {
     int signal = 0;
     sigwait(&signals, &signal);
     if (stop.stop_requested()) return;
     call();
     sigwait(&signals, &signal);
-    if (!stop.stop_requested()) _exit(128 + signal);
+    if (stop.stop_requested()) return;
+    if (last) last();
+    _exit(128 + signal);
   });
 }
 

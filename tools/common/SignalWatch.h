@@ -14,8 +14,9 @@ class SignalWatch {
   SignalWatch(const SignalWatch&) = delete;
   SignalWatch& operator=(const SignalWatch&) = delete;
 
-  // onSignal: called once, on a thread of its own, which is gone when Stop or the destructor returns. Once.
-  void Start(std::function<void()> onSignal);
+  // onSignal: called once, on a thread of its own, which is gone when Stop or the destructor returns.
+  // beforeExit: called there when a second signal is about to end the program at once; may be empty. Once.
+  void Start(std::function<void()> onSignal, std::function<void()> beforeExit = {});
   void Stop();
 
  private:

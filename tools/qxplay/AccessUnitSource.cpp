@@ -31,6 +31,7 @@ AccessUnitSource::~AccessUnitSource() = default;
 bool AccessUnitSource::Open() {
   m_llShift.reset();
   m_pFilter.reset();
+  m_pSound.reset();
   if (!m_pPacket) return m_Input.Fail("no memory");
   return m_Input.Open() && OpenVideo();
 }
@@ -54,10 +55,12 @@ bool AccessUnitSource::OpenVideo() {
   if (parameters.width > kMostPixels || parameters.height > kMostPixels) {
     return m_Input.Fail("its pictures are larger than 10000 pixels");
   }
-  for (unsigned i = 0; i < input.nb_streams; ++i) {
-    if (static_cast<int>(i) != index) input.streams[i]->discard = AVDISCARD_ALL;
-  }
   m_nStream = index;
+  OpenSound();
+  for (unsigned i = 0; i < input.nb_streams; ++i) {
+    const bool wanted = static_cast<int>(i) == index || (m_pSound && static_cast<int>(i) == m_nSoundStream);
+    if (!wanted) input.streams[i]->discard = AVDISCARD_ALL;
+  }
   m_Info.codec = parameters.codec_id == AV_CODEC_ID_H264 ? VideoCodec::kH264 : VideoCodec::kH265;
   m_Info.width = parameters.width;
   m_Info.height = parameters.height;
@@ -71,11 +74,22 @@ bool AccessUnitSource::OpenVideo() {
   return true;
 }
 
+void AccessUnitSource::OpenSound() {
+  AVFormatContext& input = *m_Input.Context();
+  m_Info.sound.reset();
+  m_Info.whyNoSound.clear();
+  m_nSoundStream = av_find_best_stream(&input, AVMEDIA_TYPE_AUDIO, -1, m_nStream, nullptr, 0);
+  if (m_nSoundStream < 0 || m_FrameRate) return;
+  m_pSound = LiveSound::Create(*input.streams[m_nSoundStream], m_Info.whyNoSound);
+  if (m_pSound) m_Info.sound = m_pSound->Info();
+}
+
 std::optional<AccessUnit> AccessUnitSource::Next() {
   if (!m_pFilter) return std::nullopt;
   bool key = false;
   int64_t dts = 0;
   while (!m_IsCancelled()) {
+    if (const auto sound = NextSound()) return sound;
     const AnnexBFilter::Result result = m_pFilter->Receive(m_Unit, key, dts);
     if (result == AnnexBFilter::Result::kEnd) return std::nullopt;
     if (result == AnnexBFilter::Result::kWantsPacket) {
@@ -93,7 +107,19 @@ std::optional<AccessUnit> AccessUnitSource::Next() {
   return std::nullopt;
 }
 
-// Hands one video packet, or the end, to the filter. False: failed or cancelled.
+// Sound from before the first picture has no place on the time line yet.
+std::optional<AccessUnit> AccessUnitSource::NextSound() {
+  while (const auto frame = m_pSound ? m_pSound->Receive() : std::nullopt) {
+    if (!m_llShift || !frame->timeMs) continue;
+    const int64_t timestamp = *frame->timeMs + *m_llShift;
+    if (timestamp < m_llLastSound) continue;
+    m_llLastSound = timestamp;
+    return AccessUnit{.bytes = frame->bytes, .timestampMs = timestamp, .sound = true};
+  }
+  return std::nullopt;
+}
+
+// Hands one packet, or the end, to whom it belongs. False: failed or cancelled.
 bool AccessUnitSource::ReadPacket() {
   AVPacket* packet = m_pPacket.get();
   for (;;) {
@@ -102,6 +128,10 @@ bool AccessUnitSource::ReadPacket() {
     const bool end = result == MediaInput::ReadResult::kEnd;
     if (end || (packet->stream_index == m_nStream && packet->size > 0)) {
       m_pFilter->Send(end ? nullptr : packet);
+      return true;
+    }
+    if (m_pSound && packet->stream_index == m_nSoundStream && packet->size > 0) {
+      m_pSound->Send(packet);
       return true;
     }
     av_packet_unref(packet);

@@ -1,4 +1,5 @@
-// Reads the video access units of a file or a network stream, through libavformat, as live input takes them.
+// Reads the video access units of a file or a network stream, and the frames of its sound, through
+// libavformat, as live input takes them.
 #pragma once
 
 #include <cstdint>
@@ -13,6 +14,7 @@
 #include "tools/common/AccessUnitFormatter.h"
 #include "tools/common/AnnexBFilter.h"
 #include "tools/common/MediaInput.h"
+#include "tools/qxplay/LiveSound.h"
 #include "tools/qxplay/Options.h"
 
 struct StreamInfo {
@@ -22,12 +24,17 @@ struct StreamInfo {
   FrameRate frameRate;
   bool paced = false;      // arrives at its own pace: a network camera
   int64_t durationMs = 0;  // 0: unknown
+  std::optional<SoundInfo> sound;
+  std::string whyNoSound;  // half a sentence; empty when there is none to play
 };
 
 struct AccessUnit {
   std::span<const uint8_t> bytes;  // valid until the next call
-  int64_t timestampMs = 0;  // decoding time; the first is 0, and it never decreases, not over Restart either
+  // Of video the decoding time, of sound the time to hear it. The first is 0, and neither ever decreases, not
+  // over Restart either.
+  int64_t timestampMs = 0;
   bool key = false;
+  bool sound = false;
 };
 
 // No locks; one thread. Reads block, but for no longer than the timeout, or until `isCancelled` (called while
@@ -38,6 +45,7 @@ class AccessUnitSource {
                    std::function<bool()> isCancelled);
   ~AccessUnitSource();
 
+  // A frame rate of the user's replaces all times, and sound could not follow: then there is none.
   // False: Error says why.
   bool Open();
   // The next access unit; none at the end of the source, after a failure (then Error says what it was) or
@@ -52,7 +60,9 @@ class AccessUnitSource {
 
  private:
   bool OpenVideo();
+  void OpenSound();
   bool ReadPacket();
+  std::optional<AccessUnit> NextSound();
   int64_t TimestampOf(std::optional<int64_t> decodingTimeMs);
 
   const std::optional<FrameRate> m_FrameRate;  // the user's
@@ -60,12 +70,15 @@ class AccessUnitSource {
   MediaInput m_Input;
   AvPacket m_pPacket{av_packet_alloc()};
   std::unique_ptr<AnnexBFilter> m_pFilter;
-  int m_nStream = 0;  // of m_Input: the video
+  std::unique_ptr<LiveSound> m_pSound;  // null: none to play
+  int m_nStream = 0;                    // of m_Input: the video
+  int m_nSoundStream = -1;              // and the sound
   StreamInfo m_Info;
   std::vector<uint8_t> m_Unit;
 
   int64_t m_llUnits = 0;  // delivered since Open
   int64_t m_llLast = 0;   // timestamp of the newest unit, ms
+  int64_t m_llLastSound = 0;
   std::optional<int64_t>
       m_llShift;  // from the container's time line to ours, ms; none until a unit after (re)opening
 };

@@ -2,14 +2,16 @@
 
 using Clock = std::chrono::steady_clock;
 
-Feeder::Feeder(const std::string& address, const Options& options, std::vector<StreamPlayer*> players,
-               Console& console, std::function<void()> onEnd)
+Feeder::Feeder(const std::string& address, const Options& options, const std::vector<Tile*>& tiles,
+               Console& console, std::function<void()> wake)
     : m_strAddress(address),
       m_bLoop(options.loop),
-      m_Players(std::move(players)),
       m_Console(console),
-      m_OnEnd(std::move(onEnd)),
-      m_Source(address, options.timeoutSeconds, options.frameRate, [this] { return m_bStop.load(); }) {}
+      m_Wake(std::move(wake)),
+      m_Source(address, options.timeoutSeconds, options.frameRate, [this] { return m_bStop.load(); }) {
+  for (Tile* tile : tiles)
+    m_Players.emplace_back(*tile);
+}
 
 Feeder::~Feeder() {
   Stop();
@@ -19,7 +21,7 @@ void Feeder::Start() {
   m_Thread = std::jthread([this] {
     Run();
     m_bEnded = true;
-    m_OnEnd();
+    m_Wake();
   });
 }
 
@@ -37,6 +39,8 @@ void Feeder::Run() {
     Fail(m_Source.Error());
     return;
   }
+  const std::string& whyNoSound = m_Source.Info().whyNoSound;
+  if (!whyNoSound.empty()) m_Console.Complain(m_strAddress + ": plays without sound: " + whyNoSound);
   if (!OpenPlayers()) return;
   LivePacer pacer;  // of all rounds, because the time line goes on over them
   while (FeedOnce(pacer) && m_bLoop && !m_bStop) {
@@ -51,13 +55,14 @@ void Feeder::Run() {
       if (!again) Fail(m_Source.Error());
       if (!again && !before.paced) return;
     }
-    if (m_Source.Info().codec != before.codec && !OpenPlayers()) return;
+    const bool same = m_Source.Info().codec == before.codec && m_Source.Info().sound == before.sound;
+    if (!same && !OpenPlayers()) return;
   }
 }
 
 bool Feeder::OpenPlayers() {
-  for (StreamPlayer* player : m_Players) {
-    if (!player->Open(m_Source.Info()))
+  for (StreamPlayer& player : m_Players) {
+    if (!player.Open(m_Source.Info()))
       return Fail(m_strAddress + ": the player library cannot play this stream");
   }
   return true;
@@ -69,8 +74,8 @@ bool Feeder::FeedOnce(LivePacer& pacer) {
   while (const auto unit = m_Source.Next()) {
     delivered = true;
     if (!m_Source.Info().paced && !WaitUntil(pacer.DueTime(unit->timestampMs, Clock::now()))) return false;
-    for (StreamPlayer* player : m_Players)
-      player->Push(*unit);
+    for (StreamPlayer& player : m_Players)
+      player.Push(*unit);
   }
   if (m_bStop) return false;
   if (!m_Source.Error().empty()) {

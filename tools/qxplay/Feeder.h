@@ -14,25 +14,27 @@
 #include "tools/qxplay/AccessUnitSource.h"
 #include "tools/qxplay/LivePacer.h"
 #include "tools/qxplay/Options.h"
+#include "tools/qxplay/Source.h"
 #include "tools/qxplay/StreamPlayer.h"
 
-// Options, players and console outlive it.
-class Feeder {
+// Options, tiles and console outlive it.
+class Feeder : public Source {
  public:
-  // onEnd: called on the feeder's thread when the source has ended or failed.
-  Feeder(const std::string& address, const Options& options, std::vector<StreamPlayer*> players,
-         Console& console, std::function<void()> onEnd);
-  ~Feeder();
+  // wake: called on the feeder's thread when the source has ended or failed.
+  Feeder(const std::string& address, const Options& options, const std::vector<Tile*>& tiles,
+         Console& console, std::function<void()> wake);
+  ~Feeder() override;
   Feeder(const Feeder&) = delete;
   Feeder& operator=(const Feeder&) = delete;
 
-  void Start();
-  // Waits for the thread to end.
-  void Stop();
-
-  bool HasEnded() const { return m_bEnded; }
-  // The source could not be opened or read, or the library refused its stream; the console has told why.
-  bool HasFailed() const { return m_bFailed; }
+  void Start() override;
+  void Stop() override;
+  std::optional<Time> Update(Time) override { return std::nullopt; }
+  bool HasEnded() const override { return m_bEnded; }
+  bool HasFailed() const override { return m_bFailed; }
+  bool CanGoBack() const override { return false; }
+  void Do(const Command&, Time) override {}
+  std::optional<FileStatus> Status() const override { return std::nullopt; }
 
  private:
   void Run();
@@ -43,9 +45,9 @@ class Feeder {
 
   const std::string m_strAddress;
   const bool m_bLoop;
-  const std::vector<StreamPlayer*> m_Players;
+  std::vector<StreamPlayer> m_Players;  // the thread's own
   Console& m_Console;
-  const std::function<void()> m_OnEnd;
+  const std::function<void()> m_Wake;
   std::atomic<bool> m_bStop = false;
   std::atomic<bool> m_bEnded = false;
   std::atomic<bool> m_bFailed = false;

@@ -2,12 +2,17 @@
 
 HostEvents HeadlessHost::Wait(std::chrono::milliseconds timeout) {
   const auto end = std::chrono::steady_clock::now() + timeout;
-  const MutexLock lock(m_Mutex);
-  while (!m_bWoken && !m_bQuit) {
-    if (m_Changed.wait_until(m_Mutex, end) == std::cv_status::timeout) break;
+  HostEvents events;
+  {
+    const MutexLock lock(m_Mutex);
+    while (!m_bWoken && !m_bQuit) {
+      if (m_Changed.wait_until(m_Mutex, end) == std::cv_status::timeout) break;
+    }
+    m_bWoken = false;
+    events.quit = m_bQuit;
   }
-  m_bWoken = false;
-  return {.quit = m_bQuit};
+  events.keys = TakePostedKeys();
+  return events;
 }
 
 void HeadlessHost::Wake() {

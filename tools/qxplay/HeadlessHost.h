@@ -12,9 +12,11 @@ class HeadlessHost : public Host {
 
   void* Window() const override { return const_cast<HeadlessHost*>(this); }  // any non-null value does
   Area DesktopArea() const override { return m_Area; }
+  bool IsWatched() const override { return false; }
   HostEvents Wait(std::chrono::milliseconds timeout) override;
   void FillAround(const Area&, const std::vector<Area>&) override {}
   void SetTitle(const std::string&) override {}
+  void ToggleFullScreen() override {}
   void Wake() override;
   void RequestQuit() override;
 

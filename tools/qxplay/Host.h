@@ -1,17 +1,22 @@
-// Where qxplay shows its pictures: a window on the display, or none.
+// Where qxplay shows its pictures and gets its keys from: a window on the display, or none.
 #pragma once
 
 #include <chrono>
+#include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
+#include "tools/common/Mutex.h"
 #include "tools/qxplay/Layout.h"
 
 struct HostEvents {
   bool quit = false;
-  bool lost = false;    // the window or the whole display is gone; `quit` is set, too
-  bool moved = false;   // the window lies elsewhere or has another size
-  bool redraw = false;  // the pictures were covered, or the user asks for it
+  bool lost = false;           // the window or the whole display is gone; `quit` is set, too
+  bool moved = false;          // the window lies elsewhere or has another size
+  bool redraw = false;         // the pictures were covered
+  std::vector<int> keys;       // in their order, as Command.h names them
+  std::optional<Point> click;  // desktop coordinates; the last one
 };
 
 class Host {
@@ -22,14 +27,36 @@ class Host {
   virtual void* Window() const = 0;
   // The window's inside, virtual-desktop coordinates. Main thread.
   virtual Area DesktopArea() const = 0;
+  // Whether somebody may be looking: the last picture stays until told otherwise.
+  virtual bool IsWatched() const = 0;
   // Waits for events, for Wake, or until the time is over. Main thread.
   virtual HostEvents Wait(std::chrono::milliseconds timeout) = 0;
   // Paints the window black but for these areas; all in desktop coordinates. Main thread.
   virtual void FillAround(const Area& window, const std::vector<Area>& tiles) = 0;
   // Main thread.
   virtual void SetTitle(const std::string& title) = 0;
+  // To full screen and back, where there is a window. Main thread.
+  virtual void ToggleFullScreen() = 0;
   // Ends the wait. Any thread.
   virtual void Wake() = 0;
   // Has this and every later wait answer `quit`. Any thread.
   virtual void RequestQuit() = 0;
+  // A key that was pressed elsewhere; goes to the next wait. Any thread.
+  void PostKey(int key) EXCLUDES(m_KeyMutex) {
+    {
+      const MutexLock lock(m_KeyMutex);
+      m_PostedKeys.push_back(key);
+    }
+    Wake();
+  }
+
+ protected:
+  std::vector<int> TakePostedKeys() EXCLUDES(m_KeyMutex) {
+    const MutexLock lock(m_KeyMutex);
+    return std::exchange(m_PostedKeys, {});
+  }
+
+ private:
+  Mutex m_KeyMutex;
+  std::vector<int> m_PostedKeys GUARDED_BY(m_KeyMutex);
 };

@@ -1,6 +1,11 @@
 // Where the pictures of several players stand in one window. Pure arithmetic in pixels.
 #pragma once
 
+struct Point {
+  int x = 0;
+  int y = 0;
+};
+
 // right and bottom lie just outside.
 struct Area {
   int left = 0;
@@ -9,6 +14,9 @@ struct Area {
   int bottom = 0;
   int Width() const { return right - left; }
   int Height() const { return bottom - top; }
+  bool Contains(const Point& point) const {
+    return point.x >= left && point.x < right && point.y >= top && point.y < bottom;
+  }
   bool operator==(const Area&) const = default;
 };
 

@@ -160,7 +160,6 @@ class Parser {
     for (const std::string& source : m_Options.sources) {
       if (source.empty()) return Fail("a source with an empty name");
     }
-    if (!m_Options.live) return Fail("say --live to play the sources as live streams");
     if (m_Options.sources.size() > static_cast<size_t>(kMaxPlayers / m_Options.copies)) {
       return Fail("more than " + std::to_string(kMaxPlayers) + " players");
     }
@@ -211,20 +210,23 @@ std::optional<FrameRate> ParseFrameRate(std::string_view text) {
 }
 
 std::string_view UsageText() {
-  return R"(qxplay plays video files and network cameras as live streams.
+  return R"(qxplay plays recordings, video files and network cameras.
 
-  qxplay --live SOURCE...
+  qxplay SOURCE...
 
-SOURCE is an .mp4, .mkv, .h264 or .h265 file or an rtsp:// address with H.264 or H.265 video.
-Several sources make a grid.
+SOURCE is a recording (.mp4, .sv4, .sv5 or .sv6), which the player library opens by itself, or anything else
+with H.264 or H.265 video: an rtsp:// address, an .mkv, .avi, .h264 or .h265 file. That is read here and
+played as a live stream. Several sources make a grid.
 
-  --live           push the frames at the pace of their timestamps, as a camera does
+  --live           play recordings as live streams, too: push their frames at the pace of their
+                   timestamps, as a camera does
   --loop           begin again when a source ends
   --copies N       show every source N times
   --seconds N      end after N seconds
-  --mode MODE      frame control: 0x10 show at once, 0x20 to 0x2f keep 0 to 3000 ms buffered
+  --mode MODE      frame control of live streams: 0x10 show at once, 0x20 to 0x2f keep 0 to 3000 ms buffered
                    (0x20 is the default), 0x30 only catch up when the queue fills
-  --fps RATE       25, 29.97 or 30000/1001 instead of the source's own timestamps
+  --fps RATE       live streams: 25, 29.97 or 30000/1001 instead of the source's own timestamps;
+                   without sound
   --size WxH       size of the window (1280x720)
   --headless       no window; show progress and leave a contact sheet. Also without a display
   --sheet FILE     write a contact sheet (PNG) of what was presented
@@ -236,7 +238,15 @@ Several sources make a grid.
   --log-dir DIR    where it lies (qxsdkplog)
   -h, --help       this text
 
-Keys: q or Esc ends, f full screen, r redraws.
+Keys, in the window and on the terminal:
+  space  pause, and go on; after the end: from the start     .      one picture on
+  [ ]    half and twice the speed; sound at 1x only          k      key frames only, and back
+  left   to the key frame before                             right  to the key frame after
+  0 - 9  to so many tenths of the recording                  m      mute, and back
+  tab    next tile (or click): keys and sound for it alone   f      full screen, and back
+  q Esc  end                                                 r      redraw
+The keys work on all tiles until one is selected, sound comes from the first. Live streams only know m, tab,
+f, r and q. At the end of the recordings the window stays until q.
 Result: 0 played, 1 a source failed or nothing was presented, 2 wrong options.
 )";
 }

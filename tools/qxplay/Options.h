@@ -19,7 +19,7 @@ struct FrameRate {
 struct Options {
   std::vector<std::string> sources;  // files or addresses, each at least once
   bool help = false;
-  bool live = false;
+  bool live = false;  // recordings, too, are pushed as live streams
   bool loop = false;
   bool headless = false;
   int copies = 1;                      // players a source

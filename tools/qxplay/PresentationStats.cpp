@@ -24,6 +24,16 @@ void PresentationStats::OnRedraw() {
   if (m_nPresented > 0) m_bRedraw = true;
 }
 
+void PresentationStats::ForgetRedraw() {
+  const MutexLock lock(m_Mutex);
+  m_bRedraw = false;
+}
+
+bool PresentationStats::IsRedrawing() const {
+  const MutexLock lock(m_Mutex);
+  return m_bRedraw;
+}
+
 void PresentationStats::OnPresented(Time now) {
   const MutexLock lock(m_Mutex);
   if (m_bRedraw) {

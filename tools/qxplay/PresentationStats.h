@@ -30,6 +30,10 @@ class PresentationStats {
   void OnRefused();
   // Before the player is asked to show its last picture again.
   void OnRedraw();
+  // What was to be shown again is gone.
+  void ForgetRedraw();
+  // Whether the next picture is one that was shown before.
+  bool IsRedrawing() const;
   void OnPresented(Time now);
 
   Totals GetTotals() const;

@@ -27,12 +27,22 @@ double Median(std::vector<double>& values) {
   return *middle;
 }
 
+std::string FrameRateText(const Progress& progress) {
+  const std::string rate = Print("%.1f fps", FramesPerSecond(progress));
+  return progress.players > 1 ? rate + Print(" in %d streams", progress.players) : rate;
+}
+
+// "01:05", from an hour on "1:00:05".
+std::string TimeText(double time) {
+  const int seconds = static_cast<int>(time);
+  if (seconds < 3600) return Print("%02d:%02d", seconds / 60, seconds % 60);
+  return Print("%d:%02d:%02d", seconds / 3600, seconds / 60 % 60, seconds % 60);
+}
+
 }  // namespace
 
 std::string ProgressLine(Progress progress) {
-  const int seconds = static_cast<int>(progress.elapsedSeconds);
-  std::string line = Print("%02d:%02d  %.1f fps", seconds / 60, seconds % 60, FramesPerSecond(progress));
-  if (progress.players > 1) line += Print(" in %d streams", progress.players);
+  std::string line = TimeText(progress.elapsedSeconds) + "  " + FrameRateText(progress);
   line += Print("  pushed %llu  presented %llu  queue %zu", static_cast<unsigned long long>(progress.pushed),
                 static_cast<unsigned long long>(progress.presented), progress.queued);
   if (progress.refused > 0)
@@ -46,4 +56,14 @@ std::string ProgressTitle(Progress progress) {
   std::string title = Print("%.1f fps, queue %zu", FramesPerSecond(progress), progress.queued);
   if (!progress.latenciesMs.empty()) title += Print(", latency %.1f ms", Median(progress.latenciesMs));
   return title;
+}
+
+std::string FileLine(const FileStatus& status, const Progress& progress) {
+  std::string line = TimeText(status.positionSeconds) + " / " + TimeText(status.totalSeconds) +
+                     Print("  frame %u of %u  ", status.frame, status.totalFrames);
+  line += status.speed < 0 ? Print("1/%dx", 1 << -status.speed) : Print("%dx", 1 << status.speed);
+  if (status.keyFramesOnly) line += "  key frames";
+  line += "  " + FrameRateText(progress);
+  if (status.ended) return line + "  at the end";
+  return status.paused ? line + "  paused" : line;
 }

@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "tools/qxplay/Source.h"
+
 // All players together, over the time since the last line.
 struct Progress {
   double elapsedSeconds = 0;  // since the start
@@ -22,3 +24,7 @@ struct Progress {
 std::string ProgressLine(Progress progress);
 // "25.0 fps, queue 1, latency 1.2 ms", for a title bar
 std::string ProgressTitle(Progress progress);
+
+// The same for a recorded file, both on the line and in the title:
+// "00:12 / 00:20  frame 300 of 500  2x  key frames  25.0 fps  paused"
+std::string FileLine(const FileStatus& status, const Progress& progress);

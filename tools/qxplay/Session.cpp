@@ -2,7 +2,12 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <cstring>
+#include <utility>
+
+#include "tools/qxplay/Command.h"
+#include "tools/qxplay/Feeder.h"
+#include "tools/qxplay/FileInfo.h"
+#include "tools/qxplay/FilePlayer.h"
 
 namespace {
 
@@ -22,59 +27,68 @@ double Seconds(std::chrono::steady_clock::duration duration) {
 }  // namespace
 
 Session::Session(const Options& options, Host& host, Console& console, std::string sheetFile)
-    : m_Options(options), m_Host(host), m_Console(console), m_strSheetFile(std::move(sheetFile)) {
-  StreamPlayer::PictureSink sink;
+    : m_Options(options),
+      m_Host(host),
+      m_Console(console),
+      m_strSheetFile(std::move(sheetFile)),
+      m_Camera(m_Tiles) {
+  Tile::PictureSink sink;
   if (!m_strSheetFile.empty()) {
     sink = [this](void* surface, const QXSP_RECT& tile, const Area& desktopTile) {
-      Capture(surface, tile, desktopTile);
+      m_Camera.Take(surface, tile, desktopTile);
     };
   }
-  StreamPlayer::InstallCallbacks(std::move(sink));
+  Tile::InstallCallbacks(std::move(sink));
 }
 
 Session::~Session() {
-  m_Feeders.clear();
-  m_Players.clear();
+  m_Sources.clear();
+  m_Tiles.clear();
   QXSP_SetCallBack(nullptr, nullptr, nullptr, nullptr);
 }
 
 int Session::Run() {
-  if (!MakePlayers()) return 1;
+  if (!MakeTiles()) return 1;
   PlaceAll();
-  for (const auto& feeder : m_Feeders)
-    feeder->Start();
+  UpdateSound();
+  for (const auto& source : m_Sources)
+    source->Start();
   const bool orderly = Loop();
-  for (const auto& feeder : m_Feeders)
-    feeder->Stop();
+  for (const auto& source : m_Sources)
+    source->Stop();
   if (!orderly) m_Console.Complain("the window is gone");
   return Finish() && orderly ? 0 : 1;
 }
 
-bool Session::MakePlayers() {
-  for (const std::string& source : m_Options.sources) {
-    std::vector<StreamPlayer*> players;
+bool Session::MakeTiles() {
+  const auto wake = [this] { m_Host.Wake(); };
+  for (const std::string& name : m_Options.sources) {
+    const bool live = m_Options.live || !IsRecordedFile(name);
+    std::vector<Tile*> tiles;
     for (int i = 0; i < m_Options.copies; ++i) {
-      m_Players.push_back(std::make_unique<StreamPlayer>(source, m_Options.mode));
-      players.push_back(m_Players.back().get());
-      if (players.back()->Exists()) continue;
-      m_Console.Complain("the player library has no more players");
-      return false;
+      m_Tiles.push_back(std::make_unique<Tile>(name, m_Options.mode));
+      tiles.push_back(m_Tiles.back().get());
+      if (!tiles.back()->Exists()) {
+        m_Console.Complain("the player library has no more players");
+        return false;
+      }
+      if (live) continue;
+      m_Sources.push_back(std::make_unique<FilePlayer>(name, m_Options.loop, *tiles.back(), m_Console, wake));
+      m_SourceOfTile.push_back(m_Sources.back().get());
     }
-    m_Feeders.push_back(std::make_unique<Feeder>(source, m_Options, std::move(players), m_Console,
-                                                 [this] { m_Host.Wake(); }));
+    if (!live) continue;
+    m_Sources.push_back(std::make_unique<Feeder>(name, m_Options, tiles, m_Console, wake));
+    m_SourceOfTile.resize(m_Tiles.size(), m_Sources.back().get());
   }
   return true;
 }
 
 void Session::PlaceAll() {
   const Area window = m_Host.DesktopArea();
-  {
-    const MutexLock lock(m_Mutex);
-    m_Window = window;
-  }
-  const Grid grid = Grid::ForCount(static_cast<int>(m_Players.size()));
-  for (size_t i = 0; i < m_Players.size(); ++i) {
-    m_Players[i]->Place(m_Host.Window(), CellOf(grid, window, static_cast<int>(i)));
+  m_Camera.SetWindow(window);
+  const Grid grid = Grid::ForCount(static_cast<int>(m_Tiles.size()));
+  for (size_t i = 0; i < m_Tiles.size(); ++i) {
+    m_Tiles[i]->Place(m_Host.Window(), CellOf(grid, window, static_cast<int>(i)));
   }
   FillAroundPictures();
   m_bFillAgain = true;
@@ -82,72 +96,170 @@ void Session::PlaceAll() {
 
 // Wipes away pictures that were on their way while the window moved and went astray.
 void Session::FillAroundPictures() {
-  std::vector<Area> tiles;
-  for (const auto& player : m_Players)
-    tiles.push_back(player->Tile());
-  m_Host.FillAround(m_Host.DesktopArea(), tiles);
+  std::vector<Area> pictures;
+  for (const auto& tile : m_Tiles)
+    pictures.push_back(tile->Picture());
+  m_Host.FillAround(m_Host.DesktopArea(), pictures);
   m_bFillAgain = false;
 }
 
 void Session::RedrawAll() {
-  for (const auto& player : m_Players)
-    player->Redraw();
+  for (const auto& tile : m_Tiles)
+    tile->Redraw();
 }
 
 // False when the window was taken away.
 bool Session::Loop() {
-  const bool limited = m_Options.seconds > 0;
   const Clock::time_point limit = m_Start + std::chrono::seconds(m_Options.seconds);
   while (true) {
-    Clock::time_point next = m_LastReport + kReportInterval;
-    if (limited) next = std::min(next, limit);
-    if (m_Ended != Clock::time_point{}) next = std::min(next, Clock::now() + kDrainStep);
     // Rounded up, so that it does not wake just before the time.
-    const HostEvents events = m_Host.Wait(std::chrono::ceil<std::chrono::milliseconds>(next - Clock::now()));
+    Clock::time_point now = Clock::now();
+    const HostEvents events = m_Host.Wait(std::chrono::ceil<std::chrono::milliseconds>(NextWake(now) - now));
+    now = Clock::now();
     if (events.quit) return !events.lost;
-    if (events.moved) PlaceAll();
-    if (events.redraw) RedrawAll();
-    const Clock::time_point now = Clock::now();
-    if (now - m_LastReport >= kReportInterval) Report(now);
-    if ((limited && now >= limit) || HavePlayedOut(now)) return true;
+    Take(events, now);
+    m_NextUpdate.reset();
+    for (const auto& source : m_Sources) {
+      const auto next = source->Update(now);
+      if (next && (!m_NextUpdate || *next < *m_NextUpdate)) m_NextUpdate = next;
+    }
+    if (now - m_LastReport >= kReportInterval) {
+      if (m_bFillAgain) FillAroundPictures();
+      Measure(now);
+      ShowProgress();
+    }
+    if (m_bQuit || (m_Options.seconds > 0 && now >= limit) || HavePlayedOut(now)) return true;
   }
 }
 
-// Whether every source has ended and every player has shown what it was given.
+Session::Clock::time_point Session::NextWake(Clock::time_point now) {
+  Clock::time_point next = m_LastReport + kReportInterval;
+  if (m_Options.seconds > 0) next = std::min(next, m_Start + std::chrono::seconds(m_Options.seconds));
+  if (m_Ended != Clock::time_point{}) next = std::min(next, now + kDrainStep);
+  return m_NextUpdate ? std::min(next, *m_NextUpdate) : next;
+}
+
+// Whether every source has ended, every player has shown what it was given, and nobody can want to go back.
 bool Session::HavePlayedOut(Clock::time_point now) {
-  if (!std::ranges::all_of(m_Feeders, [](const auto& feeder) { return feeder->HasEnded(); })) return false;
+  const bool ended = std::ranges::all_of(m_Sources, [](const auto& source) { return source->HasEnded(); });
+  const bool stays = m_Host.IsWatched() &&
+                     std::ranges::any_of(m_Sources, [](const auto& source) { return source->CanGoBack(); });
+  if (!ended || stays) {
+    m_Ended = {};
+    return false;
+  }
   if (m_Ended == Clock::time_point{}) m_Ended = now;
-  return std::ranges::all_of(m_Players, [&](const auto& player) {
-    const PresentationStats::Totals totals = player->Stats().GetTotals();
+  return std::ranges::all_of(m_Tiles, [&](const auto& tile) {
+    const PresentationStats::Totals totals = tile->Stats().GetTotals();
     return totals.queued == 0 || now - std::max(totals.lastPresented, m_Ended) >= kQuiet;
   });
 }
 
-void Session::Report(Clock::time_point now) {
+void Session::Take(const HostEvents& events, Clock::time_point now) {
+  if (events.moved) PlaceAll();
+  if (events.redraw) RedrawAll();
+  if (events.click) SelectAt(*events.click);
+  for (const int key : events.keys) {
+    if (const auto command = CommandOf(key)) Do(*command, now);
+  }
+  if (events.click || !events.keys.empty()) ShowProgress();
+}
+
+void Session::Do(const Command& command, Clock::time_point now) {
+  switch (command.kind) {
+    case Command::Kind::kQuit:
+      m_bQuit = true;
+      return;
+    case Command::Kind::kRedraw:
+      return RedrawAll();
+    case Command::Kind::kFullScreen:
+      m_Host.ToggleFullScreen();
+      PlaceAll();
+      return RedrawAll();
+    case Command::Kind::kMute:
+      m_bMuted = !m_bMuted;
+      return UpdateSound();
+    case Command::Kind::kNextTile:
+      if (m_Tiles.size() < 2) return;
+      m_Selected = m_Selected ? *m_Selected + 1 : 0;
+      if (*m_Selected == m_Tiles.size()) m_Selected.reset();
+      return UpdateSound();
+    default:
+      return DoOnSources(command, now);
+  }
+}
+
+// The selected tile's source, or all of them. What switches something over goes to those that stand as the
+// one whose progress is shown, so that all come to the same.
+void Session::DoOnSources(const Command& command, Clock::time_point now) {
+  Source* const shown = m_SourceOfTile[ShownTile()];
+  if (m_Selected) return shown->Do(command, now);
+  const auto standing = [&](const Source& source) {
+    const FileStatus status = source.Status().value_or(FileStatus{});
+    if (command.kind == Command::Kind::kPause) return status.paused || status.ended;
+    return command.kind == Command::Kind::kKeyFramesOnly && status.keyFramesOnly;
+  };
+  const auto leading =
+      std::ranges::find_if(m_Sources, [](const auto& source) { return source->Status().has_value(); });
+  if (leading == m_Sources.end()) return;
+  const bool stands = standing(**leading);
+  for (const auto& source : m_Sources) {
+    if (standing(*source) == stands) source->Do(command, now);
+  }
+}
+
+// A click on the selected tile, or beside all of them, ends the selection.
+void Session::SelectAt(const Point& point) {
+  const Grid grid = Grid::ForCount(static_cast<int>(m_Tiles.size()));
+  const auto before = std::exchange(m_Selected, std::nullopt);
+  for (size_t i = 0; i < m_Tiles.size() && m_Tiles.size() > 1; ++i) {
+    const bool hit = CellOf(grid, m_Host.DesktopArea(), static_cast<int>(i)).Contains(point);
+    if (hit && before != i) m_Selected = i;
+  }
+  UpdateSound();
+}
+
+// One tile is heard.
+void Session::UpdateSound() {
+  for (size_t i = 0; i < m_Tiles.size(); ++i)
+    m_Tiles[i]->SetSound(!m_bMuted && i == ShownTile());
+}
+
+void Session::Measure(Clock::time_point now) {
   Progress progress;
   progress.elapsedSeconds = Seconds(now - m_Start);
   progress.spanSeconds = Seconds(now - m_LastReport);
-  progress.players = static_cast<int>(m_Players.size());
-  for (const auto& player : m_Players) {
-    const PresentationStats::Totals totals = player->Stats().GetTotals();
+  progress.players = static_cast<int>(m_Tiles.size());
+  for (const auto& tile : m_Tiles) {
+    const PresentationStats::Totals totals = tile->Stats().GetTotals();
     progress.pushed += totals.pushed;
     progress.refused += totals.refused;
     progress.presented += totals.presented;
     progress.queued += totals.queued;
-    std::ranges::copy(player->Stats().TakeLatencies(), std::back_inserter(progress.latenciesMs));
+    std::ranges::copy(tile->Stats().TakeLatencies(), std::back_inserter(progress.latenciesMs));
   }
-  progress.presentedInSpan = progress.presented - m_nPresentedAtReport;
-  m_nPresentedAtReport = progress.presented;
+  progress.presentedInSpan = progress.presented - m_Progress.presented;
+  m_Progress = progress;
   m_LastReport = now;
-  if (m_bFillAgain) FillAroundPictures();
-  m_Console.Progress(ProgressLine(progress));
-  m_Host.SetTitle("qxplay: " + ProgressTitle(progress));
+}
+
+void Session::ShowProgress() {
+  const auto status = m_SourceOfTile[ShownTile()]->Status();
+  std::string line = status ? FileLine(*status, m_Progress) : ProgressLine(m_Progress);
+  std::string title = status ? line : ProgressTitle(m_Progress);
+  std::string note;
+  if (m_bMuted) note += "  muted";
+  if (m_Selected) note += "  tile " + std::to_string(*m_Selected + 1) + ": " + m_Tiles[*m_Selected]->Name();
+  m_Console.Progress(line + note);
+  m_Host.SetTitle("qxplay: " + title + note);
 }
 
 // The last words. False when something went wrong.
 bool Session::Finish() {
-  const bool failed = std::ranges::any_of(m_Feeders, [](const auto& feeder) { return feeder->HasFailed(); });
-  const uint64_t presented = PresentedByAll();
+  const bool failed = std::ranges::any_of(m_Sources, [](const auto& source) { return source->HasFailed(); });
+  uint64_t presented = 0;
+  for (const auto& tile : m_Tiles)
+    presented += tile->Stats().GetTotals().presented;
   char summary[96];
   snprintf(summary, sizeof(summary), "presented %llu pictures in %.1f s",
            static_cast<unsigned long long>(presented), Seconds(Clock::now() - m_Start));
@@ -158,64 +270,11 @@ bool Session::Finish() {
   }
   if (!m_strSheetFile.empty()) {
     std::string error;
-    if (!m_Sheet.Write(m_strSheetFile, error)) {
+    if (!m_Camera.Sheet().Write(m_strSheetFile, error)) {
       m_Console.Complain(m_strSheetFile + ": the contact sheet cannot be written: " + error);
       return false;
     }
     m_Console.Say("contact sheet: " + m_strSheetFile);
   }
   return !failed;
-}
-
-uint64_t Session::PresentedByAll() {
-  uint64_t presented = 0;
-  for (const auto& player : m_Players)
-    presented += player->Stats().GetTotals().presented;
-  return presented;
-}
-
-// On a play thread, while the screen is the player's: takes the whole window with all its pictures.
-void Session::Capture(void* surface, const QXSP_RECT& tile, const Area& desktopTile) {
-  const auto elapsed = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - m_Start);
-  const bool placedAnew =
-      tile.right - tile.left != desktopTile.Width() || tile.bottom - tile.top != desktopTile.Height();
-  if (placedAnew || !m_Sheet.IsDue(elapsed)) return;
-  Area window;
-  {
-    const MutexLock lock(m_Mutex);
-    window = m_Window;
-  }
-  if (window.Width() <= 0 || window.Height() <= 0) return;
-  std::vector<uint32_t> pixels(static_cast<size_t>(window.Width()) * static_cast<size_t>(window.Height()));
-  QXSP_SURFACE_DESC desc;
-  if (!QXSP_LockSurface(surface, nullptr, &desc)) return;
-  CopyTiles({.top = static_cast<const uint8_t*>(desc.lpSurface),
-             .pitch = desc.lPitch,
-             .width = static_cast<int>(desc.dwWidth),
-             .height = static_cast<int>(desc.dwHeight)},
-            window, tile.left - desktopTile.left, tile.top - desktopTile.top, pixels);
-  QXSP_UnlockSurface(surface);
-  m_Sheet.Add(elapsed, {.top = reinterpret_cast<const uint8_t*>(pixels.data()),
-                        .pitch = window.Width() * 4,
-                        .width = window.Width(),
-                        .height = window.Height()});
-}
-
-// Copies what the screen has of the players' pictures into a picture of the window. The screen's memory
-// beside them holds what was shown there before. right, down: from the desktop to the screen.
-void Session::CopyTiles(const PixelView& screen, const Area& window, int right, int down,
-                        std::vector<uint32_t>& target) {
-  for (const auto& player : m_Players) {
-    const Area tile = player->Tile();
-    const int left = std::max({tile.left, window.left, -right}),
-              top = std::max({tile.top, window.top, -down});
-    const int columns = std::min({tile.right, window.right, screen.width - right}) - left;
-    const int bottom = std::min({tile.bottom, window.bottom, screen.height - down});
-    for (int y = top; y < bottom && columns > 0; ++y) {
-      const uint8_t* source = screen.top + int64_t{y + down} * screen.pitch + int64_t{left + right} * 4;
-      std::memcpy(&target[static_cast<size_t>(y - window.top) * static_cast<size_t>(window.Width()) +
-                          static_cast<size_t>(left - window.left)],
-                  source, static_cast<size_t>(columns) * 4);
-    }
-  }
 }

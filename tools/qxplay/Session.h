@@ -1,18 +1,19 @@
-// One run of qxplay: the sources, their players in a grid, the progress and the contact sheet.
+// One run of qxplay: the sources, their tiles in a grid, the commands of the user, the progress and the
+// contact sheet.
 #pragma once
 
 #include <chrono>
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "tools/common/Console.h"
-#include "tools/common/Mutex.h"
-#include "tools/qxplay/ContactSheet.h"
-#include "tools/qxplay/Feeder.h"
 #include "tools/qxplay/Host.h"
 #include "tools/qxplay/Options.h"
 #include "tools/qxplay/Progress.h"
-#include "tools/qxplay/StreamPlayer.h"
+#include "tools/qxplay/SheetCamera.h"
+#include "tools/qxplay/Source.h"
+#include "tools/qxplay/Tile.h"
 
 // On the main thread, between QXSP_InitSDK and QXSP_ReleaseSDK. Options, host and console outlive it.
 class Session {
@@ -28,34 +29,41 @@ class Session {
  private:
   using Clock = std::chrono::steady_clock;
 
-  bool MakePlayers();
+  bool MakeTiles();
   void PlaceAll();
   void FillAroundPictures();
   void RedrawAll();
   bool Loop();
+  Clock::time_point NextWake(Clock::time_point now);
   bool HavePlayedOut(Clock::time_point now);
-  void Report(Clock::time_point now);
+  void Take(const HostEvents& events, Clock::time_point now);
+  void Do(const Command& command, Clock::time_point now);
+  void DoOnSources(const Command& command, Clock::time_point now);
+  void SelectAt(const Point& point);
+  void UpdateSound();
+  void Measure(Clock::time_point now);
+  void ShowProgress();
   bool Finish();
-  uint64_t PresentedByAll();
-  void Capture(void* surface, const QXSP_RECT& tile, const Area& desktopTile) EXCLUDES(m_Mutex);
-  void CopyTiles(const PixelView& screen, const Area& window, int right, int down,
-                 std::vector<uint32_t>& target);
+  size_t ShownTile() const { return m_Selected.value_or(0); }
 
   const Options& m_Options;
   Host& m_Host;
   Console& m_Console;
   const std::string m_strSheetFile;
   const Clock::time_point m_Start = Clock::now();
-  // Declared in the order of their use: the feeders end before the players, and the sheet outlives both.
-  ContactSheet m_Sheet;
-  Mutex m_Mutex;
-  Area m_Window GUARDED_BY(m_Mutex);  // desktop coordinates; read by play threads
-  std::vector<std::unique_ptr<StreamPlayer>> m_Players;
-  std::vector<std::unique_ptr<Feeder>> m_Feeders;
+  // Declared in the order of their use: the sources end before the tiles, and the camera outlives both.
+  SheetCamera m_Camera;
+  std::vector<std::unique_ptr<Tile>> m_Tiles;
+  std::vector<std::unique_ptr<Source>> m_Sources;
 
   // Main thread only.
+  std::vector<Source*> m_SourceOfTile;
+  std::optional<size_t> m_Selected;  // tile; none: commands go to all
+  bool m_bMuted = false;
+  bool m_bQuit = false;
+  std::optional<Clock::time_point> m_NextUpdate;  // of a source
+  Progress m_Progress;                            // as measured last
   Clock::time_point m_LastReport = m_Start;
-  uint64_t m_nPresentedAtReport = 0;
   bool m_bFillAgain = false;    // with the next report: the last strays come after the window was filled
-  Clock::time_point m_Ended{};  // when the last feeder was seen to have ended
+  Clock::time_point m_Ended{};  // when all sources were seen to have ended
 };

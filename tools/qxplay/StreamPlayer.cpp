@@ -1,13 +1,9 @@
 #include "tools/qxplay/StreamPlayer.h"
 
-#include <atomic>
 #include <chrono>
 #include <cstring>
 
 namespace {
-
-std::atomic<StreamPlayer*> g_Players[QXSP_MAX_PLAYERS];
-StreamPlayer::PictureSink g_Sink;
 
 QXSP_FILE_HEADER HeaderOf(const StreamInfo& info) {
   QXSP_FILE_HEADER header{};
@@ -18,87 +14,35 @@ QXSP_FILE_HEADER HeaderOf(const StreamInfo& info) {
   header.wVideoHeight = static_cast<uint16_t>(info.height);
   header.wFrameRateNum = info.frameRate.num;
   header.wFrameRateDen = info.frameRate.den;
+  if (!info.sound) return header;
+  static_assert(static_cast<int>(SoundCodec::kPcm) == QXSP_AUDIO_PCM &&
+                static_cast<int>(SoundCodec::kAmr) == QXSP_AUDIO_AMR &&
+                static_cast<int>(SoundCodec::kALaw) == QXSP_AUDIO_ALAW &&
+                static_cast<int>(SoundCodec::kMuLaw) == QXSP_AUDIO_MULAW &&
+                static_cast<int>(SoundCodec::kAac) == QXSP_AUDIO_AAC);
+  header.wVideoDataType = QXSP_DATA_VIDEO_AND_AUDIO;
+  header.wAudioCodecID = static_cast<uint16_t>(info.sound->codec);
+  header.wAudioSampleRate = info.sound->sampleRate;
+  header.wAudioChannels = info.sound->channels;
+  header.wAudioBits = info.sound->bits;
   return header;
 }
 
 }  // namespace
 
-void StreamPlayer::InstallCallbacks(PictureSink sink) {
-  g_Sink = std::move(sink);
-  QXSP_SetCallBack(&StreamPlayer::OnPicture, nullptr, nullptr, &StreamPlayer::OnPresented);
-}
-
-StreamPlayer::StreamPlayer(const std::string& name, uint32_t mode) : m_nPlayerID(QXSP_CreatePlayer()) {
-  if (!Exists()) return;
-  g_Players[m_nPlayerID] = this;
-  QXSP_SetPlayerName(m_nPlayerID, name.c_str());
-  QXSP_SetFrameControlMode(m_nPlayerID, mode);
-}
-
-StreamPlayer::~StreamPlayer() {
-  if (!Exists()) return;
-  // Waits for the play thread; only then may its callbacks lose this object. The identifier is not handed out
-  // again before the next QXSP_CreatePlayer, which this program does not call any more.
-  QXSP_ReleasePlayer(m_nPlayerID);
-  g_Players[m_nPlayerID] = nullptr;
-}
-
 bool StreamPlayer::Open(const StreamInfo& info) {
   const QXSP_FILE_HEADER header = HeaderOf(info);
-  const MutexLock lock(m_Mutex);
-  m_bOpen = QXSP_OpenStream(m_nPlayerID, &header, sizeof(header)) != 0;
-  m_Info = info;
-  ShowInPlace();
-  return m_bOpen;
-}
-
-void StreamPlayer::Place(void* window, const Area& cell) {
-  const MutexLock lock(m_Mutex);
-  m_pWindow = window;
-  m_Cell = cell;
-  ShowInPlace();
-}
-
-void StreamPlayer::ShowInPlace() {
-  if (!m_bOpen || !m_pWindow) return;
-  const Area tile = FitInside(m_Cell, m_Info.width, m_Info.height);
-  {
-    const MutexLock lock(m_TileMutex);
-    m_Tile = tile;
-  }
-  const QXSP_RECT rect = {tile.left, tile.top, tile.right, tile.bottom};
-  QXSP_SetVideoPreview(m_nPlayerID, m_pWindow, &rect, 1);
-}
-
-Area StreamPlayer::Tile() {
-  const MutexLock lock(m_TileMutex);
-  return m_Tile;
+  m_Tile.OnOpening();
+  if (QXSP_OpenStream(m_Tile.PlayerID(), &header, sizeof(header)) == 0) return false;
+  m_Tile.OnOpened(info.width, info.height);
+  return true;
 }
 
 void StreamPlayer::Push(const AccessUnit& unit) {
-  m_Stats.OnPushing(std::chrono::steady_clock::now());
+  if (!unit.sound) m_Tile.Stats().OnPushing(std::chrono::steady_clock::now());
   const auto timestamp = static_cast<uint64_t>(unit.timestampMs);
-  const int32_t result =
-      QXSP_WriteToStreamOneFrame2(m_nPlayerID, unit.bytes.data(), static_cast<uint32_t>(unit.bytes.size()),
-                                  static_cast<uint32_t>(timestamp), static_cast<uint32_t>(timestamp >> 32));
-  if (result != QXSP_WRITE_QUEUED) m_Stats.OnRefused();
-}
-
-void StreamPlayer::Redraw() {
-  m_Stats.OnRedraw();
-  QXSP_RefreshWindow(m_nPlayerID);
-}
-
-void StreamPlayer::OnPicture(uint32_t nPlayerID, const uint8_t*, const uint8_t*, const uint8_t*, uint32_t,
-                             uint32_t) {
-  if (StreamPlayer* player = g_Players[nPlayerID]) player->m_bCounted = false;
-}
-
-void StreamPlayer::OnPresented(uint32_t nPlayerID, void*, void*, void* surface, QXSP_RECT* target,
-                               QXSP_RECT*) {
-  StreamPlayer* player = g_Players[nPlayerID];
-  if (!player) return;
-  if (!player->m_bCounted) player->m_Stats.OnPresented(std::chrono::steady_clock::now());
-  player->m_bCounted = true;
-  if (g_Sink) g_Sink(surface, *target, player->Tile());
+  const int32_t result = QXSP_WriteToStreamOneFrame2(
+      m_Tile.PlayerID(), unit.bytes.data(), static_cast<uint32_t>(unit.bytes.size()),
+      static_cast<uint32_t>(timestamp), static_cast<uint32_t>(timestamp >> 32));
+  if (!unit.sound && result != QXSP_WRITE_QUEUED) m_Tile.Stats().OnRefused();
 }

@@ -6,6 +6,8 @@
 
 #include <algorithm>
 
+#include "tools/qxplay/Command.h"
+
 std::unique_ptr<WindowHost> WindowHost::Create(int width, int height, std::string& error) {
   SDL_SetHint(SDL_HINT_NO_SIGNAL_HANDLERS, "1");
   SDL_SetHint(SDL_HINT_VIDEODRIVER, "x11");  // the player library draws into X11 windows
@@ -42,6 +44,7 @@ bool WindowHost::MakeWindow(int width, int height) {
   m_pDisplay = native.info.x11.display;
   m_nWindow = native.info.x11.window;
   m_nWakeEvent = SDL_RegisterEvents(1);
+  SDL_StartTextInput();
   SurviveErrors();
   // The server paints what is uncovered beside the pictures.
   XSetWindowBackground(m_pDisplay, m_nWindow, BlackPixel(m_pDisplay, DefaultScreen(m_pDisplay)));
@@ -92,12 +95,17 @@ HostEvents WindowHost::Wait(std::chrono::milliseconds timeout) {
   if (m_bLost) m_bQuit = true;
   events.lost = m_bLost;
   events.quit = m_bQuit;
+  std::ranges::copy(TakePostedKeys(), std::back_inserter(events.keys));
   return events;
 }
 
 void WindowHost::Take(const SDL_Event& event, HostEvents& events) {
   if (event.type == SDL_QUIT) m_bQuit = true;
-  if (event.type == SDL_KEYDOWN && event.key.repeat == 0) TakeKey(event.key.keysym.sym, events);
+  if (event.type == SDL_KEYDOWN || event.type == SDL_TEXTINPUT) TakeKey(event, events);
+  if (event.type == SDL_MOUSEBUTTONDOWN && event.button.button == SDL_BUTTON_LEFT) {
+    const Area window = DesktopArea();
+    events.click = Point{.x = window.left + event.button.x, .y = window.top + event.button.y};
+  }
   if (event.type != SDL_WINDOWEVENT) return;
   switch (event.window.event) {
     case SDL_WINDOWEVENT_SIZE_CHANGED:
@@ -118,16 +126,38 @@ void WindowHost::Take(const SDL_Event& event, HostEvents& events) {
   }
 }
 
-void WindowHost::TakeKey(int key, HostEvents& events) {
-  if (key == SDLK_q || key == SDLK_ESCAPE) m_bQuit = true;
-  if (key == SDLK_r) events.redraw = true;
-  if (key == SDLK_f) {
-    const bool full =
-        (SDL_GetWindowFlags(m_pWindow) & SDL_WINDOW_FULLSCREEN_DESKTOP) == SDL_WINDOW_FULLSCREEN_DESKTOP;
-    SDL_SetWindowFullscreen(m_pWindow, full ? 0 : SDL_WINDOW_FULLSCREEN_DESKTOP);
-    events.moved = true;
-    events.redraw = true;
+// Characters come as text, because where they lie on the keyboard differs; text follows its key.
+void WindowHost::TakeKey(const SDL_Event& event, HostEvents& events) {
+  int key = 0;
+  if (event.type == SDL_TEXTINPUT) {
+    if (event.text.text[1] == '\0') key = static_cast<unsigned char>(event.text.text[0]);
+  } else {
+    m_bRepeated = event.key.repeat != 0;
+    if ((event.key.keysym.mod & (KMOD_CTRL | KMOD_ALT | KMOD_GUI)) != 0) return;
+    switch (event.key.keysym.sym) {
+      case SDLK_LEFT:
+        key = kKeyLeft;
+        break;
+      case SDLK_RIGHT:
+        key = kKeyRight;
+        break;
+      case SDLK_ESCAPE:
+        key = kKeyEscape;
+        break;
+      case SDLK_TAB:
+        key = kKeyTab;
+        break;
+      default:
+        break;
+    }
   }
+  if (key != 0 && (!m_bRepeated || DoesRepeat(key))) events.keys.push_back(key);
+}
+
+void WindowHost::ToggleFullScreen() {
+  const bool full =
+      (SDL_GetWindowFlags(m_pWindow) & SDL_WINDOW_FULLSCREEN_DESKTOP) == SDL_WINDOW_FULLSCREEN_DESKTOP;
+  SDL_SetWindowFullscreen(m_pWindow, full ? 0 : SDL_WINDOW_FULLSCREEN_DESKTOP);
 }
 
 void WindowHost::FillAround(const Area& window, const std::vector<Area>& tiles) {

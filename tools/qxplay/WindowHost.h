@@ -1,5 +1,5 @@
-// The window on an X11 display, with its keys: q and Esc end, f switches to full screen and back, r redraws.
-// SDL makes the window and reads the keys; it draws nothing, the pictures come from the player library.
+// The window on an X11 display. SDL makes it and reads keys and mouse; it draws nothing, the pictures come
+// from the player library.
 #pragma once
 
 #include <atomic>
@@ -22,9 +22,11 @@ class WindowHost : public Host {
 
   void* Window() const override;
   Area DesktopArea() const override;
+  bool IsWatched() const override { return true; }
   HostEvents Wait(std::chrono::milliseconds timeout) override;
   void FillAround(const Area& window, const std::vector<Area>& tiles) override;
   void SetTitle(const std::string& title) override;
+  void ToggleFullScreen() override;
   void Wake() override;
   void RequestQuit() override;
 
@@ -34,12 +36,13 @@ class WindowHost : public Host {
   void SurviveErrors();
   bool IsWindowThere() const;
   void Take(const SDL_Event& event, HostEvents& events);
-  void TakeKey(int key, HostEvents& events);
+  void TakeKey(const SDL_Event& event, HostEvents& events);
 
   SDL_Window* m_pWindow = nullptr;
   struct _XDisplay* m_pDisplay = nullptr;  // SDL's connection
   unsigned long m_nWindow = 0;             // X11 identifier
   uint32_t m_nWakeEvent = 0;
   std::atomic<bool> m_bQuit = false;
-  bool m_bLost = false;  // window or display are gone; main thread, also inside its calls into Xlib
+  bool m_bRepeated = false;  // the key at hand is held down
+  bool m_bLost = false;      // window or display are gone; main thread, also inside its calls into Xlib
 };

@@ -1,5 +1,5 @@
-// qxplay: plays video files and network cameras in a window, or without a display, as a host of the player
-// library.
+// qxplay: plays recordings, video files and network cameras in a window, or without a display, as a host of
+// the player library.
 extern "C" {
 #include <libavutil/log.h>
 }
@@ -12,6 +12,7 @@ extern "C" {
 #include "tools/common/SignalWatch.h"
 #include "tools/qxplay/HeadlessHost.h"
 #include "tools/qxplay/Session.h"
+#include "tools/qxplay/TerminalKeys.h"
 #include "tools/qxplay/WindowHost.h"
 
 namespace {
@@ -92,7 +93,8 @@ int Play(const Options& options, Console& console) {
   if (sheet.empty() && headless && !options.noSheet) sheet = options.headlessSheet;
 
   Session session(options, *host, console, sheet);
-  signals.Start([&host] { host->RequestQuit(); });
+  const TerminalKeys keys([&host](int key) { host->PostKey(key); });
+  signals.Start([&host] { host->RequestQuit(); }, [&keys] { keys.Restore(); });
   const int result = session.Run();
   signals.Stop();
   return result;
