@@ -2,17 +2,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <png.h>
-#include <signal.h>
-#include <spawn.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
-#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <set>
 
-extern char** environ;
+#include "tests/tools/ChildProgram.h"
 
 namespace {
 
@@ -22,57 +18,9 @@ std::string Clip(const std::string& name) {
   return QX_CLIPS "/" + name;
 }
 
-// qxplay with these arguments; its two outputs come as one text, line by line.
-class Program {
+class Program : public ChildProgram {
  public:
-  explicit Program(std::vector<std::string> arguments) {
-    arguments.insert(arguments.begin(), QX_PLAY);
-    std::vector<char*> pointers;
-    for (std::string& argument : arguments)
-      pointers.push_back(argument.data());
-    pointers.push_back(nullptr);
-    int ends[2];
-    EXPECT_EQ(pipe(ends), 0);
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_adddup2(&actions, ends[1], STDOUT_FILENO);
-    posix_spawn_file_actions_adddup2(&actions, ends[1], STDERR_FILENO);
-    posix_spawn_file_actions_addclose(&actions, ends[0]);
-    posix_spawn_file_actions_addclose(&actions, ends[1]);
-    EXPECT_EQ(posix_spawn(&m_nProcess, QX_PLAY, &actions, nullptr, pointers.data(), environ), 0);
-    posix_spawn_file_actions_destroy(&actions);
-    close(ends[1]);
-    m_pOutput = fdopen(ends[0], "r");
-  }
-  ~Program() {
-    if (m_nProcess > 0) Finish();
-    fclose(m_pOutput);
-  }
-
-  // Reads until a line holds these words; false at the end of the output.
-  bool ReadUntil(const std::string& words) {
-    char line[512];
-    while (fgets(line, sizeof(line), m_pOutput)) {
-      m_strOutput += line;
-      if (std::string(line).find(words) != std::string::npos) return true;
-    }
-    return false;
-  }
-  void Interrupt() { kill(m_nProcess, SIGINT); }
-  // Its result, 256 and above when a signal ended it.
-  int Finish() {
-    ReadUntil("never said");
-    int status = 0;
-    waitpid(m_nProcess, &status, 0);
-    m_nProcess = 0;
-    return WIFEXITED(status) ? WEXITSTATUS(status) : 256 + WTERMSIG(status);
-  }
-  const std::string& Output() const { return m_strOutput; }
-
- private:
-  pid_t m_nProcess = 0;
-  FILE* m_pOutput = nullptr;
-  std::string m_strOutput;
+  explicit Program(std::vector<std::string> arguments) : ChildProgram(QX_PLAY, std::move(arguments)) {}
 };
 
 class QxPlay : public testing::Test {
