@@ -38,6 +38,15 @@ int32_t WithPlayer(uint32_t nPlayerID, Call&& call) noexcept {
   return Guarded(0, [player, &call] { return call(*player); });
 }
 
+// The same for what cannot fail on the player's pictures: 1 when it was done.
+template <typename Call>
+int32_t WithVideo(uint32_t nPlayerID, Call&& call) noexcept {
+  return WithPlayer(nPlayerID, [&call](Player& player) {
+    call(player.Video());
+    return 1;
+  });
+}
+
 // The same for what only asks the open file: 0 also when none is open.
 template <typename Call>
 int32_t WithFile(uint32_t nPlayerID, Call&& call) noexcept {
@@ -216,17 +225,15 @@ int32_t QXSP_CALL QXSP_GotoKeyFrame(uint32_t nPlayerID, uint32_t dwTarget, int32
 
 int32_t QXSP_CALL QXSP_SetVideoPreview(uint32_t nPlayerID, void* pWindow, const QXSP_RECT* pRect,
                                        int32_t bEnable) {
-  return WithPlayer(nPlayerID, [=](Player& player) {
-    player.SetVideoPreview(static_cast<HWND>(pWindow), ToRect(pRect), bEnable != 0);
-    return 1;
+  return WithVideo(nPlayerID, [=](VideoPath& video) {
+    video.SetMainPreview(static_cast<HWND>(pWindow), ToRect(pRect), bEnable != 0);
   });
 }
 
 int32_t QXSP_CALL QXSP_SetVideoSubPreview(uint32_t nPlayerID, void* pWindow, const QXSP_RECT* pRect,
                                           int32_t bEnable) {
-  return WithPlayer(nPlayerID, [=](Player& player) {
-    player.SetVideoSubPreview(static_cast<HWND>(pWindow), ToRect(pRect), bEnable != 0);
-    return 1;
+  return WithVideo(nPlayerID, [=](VideoPath& video) {
+    video.SetSubPreview(static_cast<HWND>(pWindow), ToRect(pRect), bEnable != 0);
   });
 }
 
@@ -238,6 +245,53 @@ int32_t QXSP_CALL QXSP_RefreshWindow(uint32_t nPlayerID) {
   return WithPlayer(nPlayerID, [](Player& player) {
     player.RefreshWindow();
     return 1;
+  });
+}
+
+// Zoom
+
+int32_t QXSP_CALL QXSP_ZoomIn(uint32_t nPlayerID, int32_t bZoomIn, int32_t nX, int32_t nY) {
+  return WithVideo(nPlayerID, [=](VideoPath& video) {
+    if (bZoomIn != 0) {
+      video.ZoomIn(nX, nY);
+    } else {
+      video.ZoomOff();
+    }
+  });
+}
+
+int32_t QXSP_CALL QXSP_ZoomView(uint32_t nPlayerID, const QXSP_RECT* pRect) {
+  return WithVideo(nPlayerID, [=](VideoPath& video) {
+    video.SetSourceRect(VideoPath::kMainWindow, ToRect(pRect));
+    video.SetSourceRect(VideoPath::kSubWindow, ToRect(pRect));
+  });
+}
+
+int32_t QXSP_CALL QXSP_ZoomViewEx(uint32_t nPlayerID, uint32_t dwWindow, const QXSP_RECT* pRect) {
+  return WithVideo(nPlayerID, [=](VideoPath& video) {
+    if (dwWindow == QXSP_WINDOW_MAIN) video.SetSourceRect(VideoPath::kMainWindow, ToRect(pRect));
+    if (dwWindow == QXSP_WINDOW_SUB) video.SetSourceRect(VideoPath::kSubWindow, ToRect(pRect));
+  });
+}
+
+void QXSP_CALL QXSP_SetVideoCrop(uint32_t nPlayerID, uint32_t dwCrop) {
+  WithVideo(nPlayerID, [=](VideoPath& video) { video.SetCrop(dwCrop); });
+}
+
+void QXSP_CALL QXSP_SetImageRect(uint32_t nPlayerID, const QXSP_RECT* pRect) {
+  WithVideo(nPlayerID, [=](VideoPath& video) { video.SetImageRect(ToRect(pRect)); });
+}
+
+// Snapshots
+
+int32_t QXSP_CALL QXSP_GetBitmapSize(uint32_t nPlayerID, int32_t* pnWidth, int32_t* pnHeight) {
+  if (pnWidth == nullptr || pnHeight == nullptr) return 0;
+  return WithVideo(nPlayerID, [=](VideoPath& video) { video.GetPictureSize(*pnWidth, *pnHeight); });
+}
+
+int32_t QXSP_CALL QXSP_GetBitmap(uint32_t nPlayerID, void* pBuffer, uint32_t dwSize) {
+  return WithPlayer(nPlayerID, [=](Player& player) {
+    return player.Video().GetBitmap(static_cast<uint8_t*>(pBuffer), dwSize);
   });
 }
 

@@ -547,33 +547,23 @@ QXSP_API int32_t QXSP_CALL QXSP_RefreshWindow(uint32_t nPlayerID);
 // bZoomIn not 0: shows a smaller part of the picture, around (nX, nY) in picture pixels, in the main window;
 // each further call goes closer, counted over all players. 0: the whole picture. Answers 1; 0 for a bad
 // identifier.
-//
-// Not available in this version: answers 0.
 QXSP_API int32_t QXSP_CALL QXSP_ZoomIn(uint32_t nPlayerID, int32_t bZoomIn, int32_t nX, int32_t nY);
 
 // Shows this part of the picture, in picture pixels, in both windows; null: the whole picture. The rectangle
 // is used as it is: one outside the picture shows nothing. A change of the picture's size undoes it. Answers
 // 1; 0 for a bad identifier.
-//
-// Not available in this version: answers 0.
 QXSP_API int32_t QXSP_CALL QXSP_ZoomView(uint32_t nPlayerID, const QXSP_RECT* pRect);
 
 // QXSP_ZoomView for one window, QXSP_WINDOW_...; any other value changes nothing. Answers 1; 0 for a bad
 // identifier.
-//
-// Not available in this version: answers 0.
 QXSP_API int32_t QXSP_CALL QXSP_ZoomViewEx(uint32_t nPlayerID, uint32_t dwWindow, const QXSP_RECT* pRect);
 
 // Takes dwCrop pixels off the right and half as many off the bottom of what is shown, until set anew. Nothing
 // on a bad identifier.
-//
-// Not available in this version: does nothing.
 QXSP_API void QXSP_CALL QXSP_SetVideoCrop(uint32_t nPlayerID, uint32_t dwCrop);
 
 // Has the pictures drawn to this place, screen coordinates of one monitor, instead of the window's; only what
 // lies in the window's is seen. Null or empty: the window's again. Nothing on a bad identifier.
-//
-// Not available in this version: does nothing.
 QXSP_API void QXSP_CALL QXSP_SetImageRect(uint32_t nPlayerID, const QXSP_RECT* pRect);
 
 // ==========================================================================================================
@@ -602,16 +592,12 @@ QXSP_API int32_t QXSP_CALL QXSP_EnableDebugOSD(uint32_t nPlayerID, int32_t bEnab
 
 // Gives the picture's size in pixels, from the header or file that was opened; 0 and 0 before. Answers 1; 0
 // for a bad identifier or a null pointer. Waits at most for the frame being decoded.
-//
-// Not available in this version: answers 0.
 QXSP_API int32_t QXSP_CALL QXSP_GetBitmapSize(uint32_t nPlayerID, int32_t* pnWidth, int32_t* pnHeight);
 
 // Copies the last decoded picture: 4 bytes a pixel, blue, green, red, 0; bottom row first, width * 4 bytes a
 // row. dwSize: room in pBuffer, at least width * height * 4. Raises QXSP_EVENT_SNAPSHOT when a window is
 // registered. Answers 1; 0 for a bad identifier, too little room, or when there is no picture. Waits at most
 // for the frame being decoded.
-//
-// Not available in this version: answers 0.
 QXSP_API int32_t QXSP_CALL QXSP_GetBitmap(uint32_t nPlayerID, void* pBuffer, uint32_t dwSize);
 
 // Passes every picture through the image-processing library (QImageP.dll) before it is shown, until switched

@@ -1,14 +1,21 @@
 #include "pacing/VideoPath.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "api/Notification.h"
+#include "platform/CrashGuard.h"
 #include "src/kitc/Clock.h"
 #include "src/kitc/Log.h"
+#include "video/PresentationGeometry.h"
 
 namespace {
 
 constexpr char kSource[] = "Player.cpp";
+
+// How often any player has zoomed in since one last zoomed off. Stops counting while one more still fits.
+constexpr int32_t kMaxZoomCount = 0x7FFFFFFE;
+std::atomic<int32_t> g_nZoomCount{0};
 
 // Log lines name a frame by the low 32 bits of its address.
 unsigned LowAddress(const void* address) {
@@ -62,6 +69,63 @@ void VideoPath::SetMainPreview(HWND window, const RECT* rect, bool enable) {
 void VideoPath::SetSubPreview(HWND window, const RECT* rect, bool enable) {
   ScopedLock hold(m_ViewLock);
   m_VideoViewer.SetSubPreview(window, rect, enable);
+}
+
+void VideoPath::SetSourceRect(Preview preview, const RECT* rect) {
+  ScopedLock hold(m_ViewLock);
+  if (preview == kMainWindow) {
+    m_VideoViewer.SetMainSource(rect);
+  } else {
+    m_VideoViewer.SetSubSource(rect);
+  }
+}
+
+void VideoPath::ZoomIn(int32_t x, int32_t y) {
+  int32_t level = g_nZoomCount;
+  while (!g_nZoomCount.compare_exchange_weak(level, std::min(level + 1, kMaxZoomCount))) {
+  }
+  level = std::min(level + 1, kMaxZoomCount);
+  int32_t width = 0;
+  int32_t height = 0;
+  GetPictureSize(width, height);
+  ScopedLock hold(m_ViewLock);
+  const RECT closer = ZoomedIn(m_VideoViewer.GetMainSourceRect(), static_cast<uint32_t>(width),
+                               static_cast<uint32_t>(height), x, y, level);
+  m_VideoViewer.SetMainSource(&closer);
+}
+
+void VideoPath::ZoomOff() {
+  g_nZoomCount = 0;
+  SetSourceRect(kMainWindow, nullptr);
+}
+
+void VideoPath::SetCrop(uint32_t crop) {
+  ScopedLock hold(m_ViewLock);
+  m_VideoViewer.SetCrop(crop);
+}
+
+void VideoPath::SetImageRect(const RECT* rect) {
+  ScopedLock hold(m_ViewLock);
+  m_VideoViewer.SetImageRect(rect);
+}
+
+void VideoPath::GetPictureSize(int32_t& width, int32_t& height) {
+  ScopedLock hold(m_PictureLock);
+  width = static_cast<int32_t>(m_nWidth);
+  height = static_cast<int32_t>(m_nHeight);
+}
+
+bool VideoPath::GetBitmap(uint8_t* buffer, uint32_t sizeBytes) {
+  bool copied = false;
+  {
+    ScopedLock holdPicture(m_PictureLock);  // texts are drawn into the picture under it
+    ScopedLock hold(m_DecoderLock);
+    const bool survived = platform::RunGuarded(
+        [&] { copied = m_pDecoder != nullptr && m_pDecoder->GetImageRGB32(buffer, sizeBytes); });
+    if (!survived) copied = false;
+  }
+  if (copied) notification::RaiseEvent(m_Label.PlayerID(), kEventSnapshot);
+  return copied;
 }
 
 DecodedPicture VideoPath::LastPicture() {

@@ -46,6 +46,20 @@ class VideoPath {
   bool HasImage() const { return m_bDecodeOK; }
   void SetMainPreview(HWND window, const RECT* rect, bool enable) EXCLUDES(m_ViewLock);
   void SetSubPreview(HWND window, const RECT* rect, bool enable) EXCLUDES(m_ViewLock);
+  enum Preview { kMainWindow = 0, kSubWindow = 1 };
+  // Part of the picture that the window shows, picture pixels; null: all of it.
+  void SetSourceRect(Preview preview, const RECT* rect) EXCLUDES(m_ViewLock);
+  // One step closer towards a point of the picture in the main window, or back to the whole picture. The
+  // level is the library's: each step of any player goes closer than the last.
+  void ZoomIn(int32_t x, int32_t y) EXCLUDES(m_PictureLock, m_ViewLock);
+  void ZoomOff() EXCLUDES(m_ViewLock);
+  void SetCrop(uint32_t crop) EXCLUDES(m_ViewLock);
+  void SetImageRect(const RECT* rect) EXCLUDES(m_ViewLock);
+  // The size of the source, pixels.
+  void GetPictureSize(int32_t& width, int32_t& height) EXCLUDES(m_PictureLock);
+  // The last decoded picture as 32-bit pixels, bottom row first. False without one, or when it does not fit.
+  // Raises the snapshot event.
+  bool GetBitmap(uint8_t* buffer, uint32_t sizeBytes) EXCLUDES(m_PictureLock, m_DecoderLock);
 
   // Play thread: decodes and presents a frame; null, or a frame without data, presents the last picture
   // again.

@@ -72,12 +72,8 @@ class Player {
   void StepForward();
   bool SetFrameControlMode(uint32_t mode) { return m_FrameControl.SetFrameControlMode(mode); }
 
-  void SetVideoPreview(HWND window, const RECT* rect, bool enable) {
-    m_Video.SetMainPreview(window, rect, enable);
-  }
-  void SetVideoSubPreview(HWND window, const RECT* rect, bool enable) {
-    m_Video.SetSubPreview(window, rect, enable);
-  }
+  // Windows, zoom, snapshots.
+  VideoPath& Video() { return m_Video; }
   void RefreshWindow() { m_PlayThreads.RequestRefresh(); }
   bool SetAudioPreview(HWND window, bool enable) { return m_Audio.SetPreview(window, enable); }
 

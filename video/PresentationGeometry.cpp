@@ -15,6 +15,19 @@ int32_t Minus(LONG value, int64_t amount) {
   return Saturate(int64_t{value} - amount);
 }
 
+// One axis of ZoomedIn.
+struct Span {
+  int32_t begin;
+  int32_t end;
+};
+Span ZoomSpan(int32_t begin, uint32_t size, int32_t point, int32_t level) {
+  const int64_t half = size / 2;
+  const int64_t quarter = size / 4;
+  const int64_t offset = std::clamp(point - quarter, int64_t{0}, half);
+  const int32_t from = Saturate(begin + offset / level);
+  return {from, Saturate(std::min<int64_t>(from + size / (int64_t{level} + 1), size))};
+}
+
 }  // namespace
 
 int32_t RectWidth(const RECT& rect) {
@@ -45,6 +58,12 @@ RECT SourceOnSurface(const RECT& source, uint32_t nCrop, bool halfSize) {
   const RECT shown = {source.left, source.top, Minus(source.right, nCrop), Minus(source.bottom, nCrop / 2)};
   if (!halfSize) return shown;
   return {shown.left / 2, shown.top / 2, shown.right / 2, shown.bottom / 2};
+}
+
+RECT ZoomedIn(const RECT& shown, uint32_t width, uint32_t height, int32_t x, int32_t y, int32_t level) {
+  const Span horizontal = ZoomSpan(shown.left, width, x, level);
+  const Span vertical = ZoomSpan(shown.top, height, y, level);
+  return {horizontal.begin, vertical.begin, horizontal.end, vertical.end};
 }
 
 RECT WindowOnScreen(const RECT& window, const RECT& monitor) {

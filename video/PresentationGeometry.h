@@ -25,6 +25,11 @@ bool UseHalfSize(uint32_t format, int32_t width, int32_t height, const RECT& win
 // and half as many at its bottom, in the pixels of a half-size surface when `halfSize`.
 RECT SourceOnSurface(const RECT& source, uint32_t nCrop, bool halfSize);
 
+// What is shown after zooming in: from the corner of `shown` towards (x, y), picture pixels, which becomes
+// the centre of a window of half the picture's size that stays inside the picture. `level`, at least 1,
+// divides both the way there and, plus one, the picture's size. width, height: of the picture.
+RECT ZoomedIn(const RECT& shown, uint32_t width, uint32_t height, int32_t x, int32_t y, int32_t level);
+
 // A window's rectangle in the coordinates of a screen's own surfaces.
 RECT WindowOnScreen(const RECT& window, const RECT& monitor);
 

@@ -7,6 +7,7 @@
 #include "platform/DirectDraw.h"
 #include "video/DecodedPicture.h"
 #include "video/OffScreen.h"
+#include "video/PresentationGeometry.h"
 #include "video/Screens.h"
 
 class SurfaceLock;
@@ -43,6 +44,18 @@ class VideoViewer {
   void SetMainPreview(HWND window, const RECT* rect, bool enable);
   // Enabling with a null `rect` changes only the window.
   void SetSubPreview(HWND window, const RECT* rect, bool enable);
+  // What of the picture a window shows, in picture pixels, until the picture's size changes; null: all of it.
+  // A rectangle outside the picture makes the copies fail.
+  void SetMainSource(const RECT* rect) {
+    rcMainSource = rect != nullptr ? *rect : RectOfSize(nWidth, nHeight);
+  }
+  void SetSubSource(const RECT* rect) { rcSubSource = rect != nullptr ? *rect : RectOfSize(nWidth, nHeight); }
+  const RECT& GetMainSourceRect() const { return rcMainSource; }
+  // Cuts `crop` pixels off the right of what is shown, and half as many off the bottom.
+  void SetCrop(uint32_t crop) { nCrop = crop; }
+  // Where the picture is drawn on a screen's back surface instead of at the window's place; null or empty:
+  // there. Undone when the main window is switched on.
+  void SetImageRect(const RECT* rect) { rcImage = rect != nullptr ? *rect : RECT{}; }
   void SetPlayerID(uint32_t nPlayerID) { decodeid = static_cast<int32_t>(nPlayerID); }
 
  private:

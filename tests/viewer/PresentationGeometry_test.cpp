@@ -49,3 +49,28 @@ TEST(PresentationGeometry, PlanesFollowThePitchAndMustHoldThePicture) {
   locked.lpSurface = nullptr;
   EXPECT_FALSE(fits(QPF_XRGB, 64, 16, 4));
 }
+
+TEST(PresentationGeometry, ZoomingInGoesTowardsAPointAndStaysInsideThePicture) {
+  const RECT whole = {0, 0, 704, 576};
+  const struct {
+    RECT shown;
+    int32_t x, y, level;
+    RECT closer;
+  } cases[] = {
+      {whole, 352, 288, 1, {176, 144, 528, 432}},
+      {whole, 0, 0, 1, {0, 0, 352, 288}},
+      {whole, 704, 576, 1, {352, 288, 704, 576}},
+      {whole, INT32_MIN, INT32_MAX, 1, {0, 288, 352, 576}},
+      {{176, 144, 528, 432}, 352, 288, 2, {264, 216, 498, 408}},
+      {{500, 500, 600, 576},
+       704,
+       576,
+       1,
+       {852, 788, 704, 576}},  // the way there leaves the picture: shows nothing
+      {{INT32_MAX, INT32_MAX, 0, 0}, 704, 576, 0x7FFFFFFE, {INT32_MAX, INT32_MAX, 704, 576}},
+  };
+  for (const auto& zoom : cases) {
+    const RECT closer = ZoomedIn(zoom.shown, 704, 576, zoom.x, zoom.y, zoom.level);
+    EXPECT_EQ(closer, zoom.closer) << zoom.x << " at level " << zoom.level;
+  }
+}
