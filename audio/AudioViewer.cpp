@@ -87,8 +87,6 @@ bool AudioViewer::Init(uint32_t nPlayerID, const AudioFormat& format) {
   }
   m_Sizes = sizes;
   m_bPlaying = false;
-  // Ticks read on different threads may lie far apart, and this stream's audio thread is not the last one's.
-  m_llLastMonitor = 0;
   m_nLatency = format.latencyMs;
   m_nWritePosition = 0;
   return true;
@@ -140,7 +138,8 @@ bool AudioViewer::Write(const uint8_t* data, uint32_t size) {
 void AudioViewer::Monitor() {
   if (!m_bEnabled) return;
   const uint64_t now = kitc_tick64();
-  const bool backwards = now < m_llLastMonitor;  // another thread than in the last pass
+  // Another thread than in the last pass: their ticks may lie far apart.
+  const bool backwards = now < m_llLastMonitor;
   const bool tooSoon = !backwards && now - m_llLastMonitor < kMonitorIntervalMs;
   if (!tooSoon) m_llLastMonitor = now;
   if (backwards || tooSoon) return;

@@ -17,7 +17,7 @@ int64_t SoundTicks() {
 
 uint64_t FramesIn(int64_t ticks, uint32_t samplesPerSec) {
   if (ticks <= 0) return 0;
-  // In two steps, because the plain product overflows after weeks.
+  // In two steps, because the plain product overflows after months.
   const auto seconds = static_cast<uint64_t>(ticks / kSoundTicksPerSecond);
   const auto rest = static_cast<uint64_t>(ticks % kSoundTicksPerSecond);
   return seconds * samplesPerSec + rest * samplesPerSec / kSoundTicksPerSecond;

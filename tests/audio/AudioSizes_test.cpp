@@ -18,7 +18,7 @@ TEST(AudioSizes, ImpossibleFormatsAreNotPlayable) {
        {AudioFormat{}, AudioFormat{0, 8000, 16, 400, 200}, AudioFormat{1, 0, 16, 400, 200},
         AudioFormat{1, 8000, 7, 400, 200}, AudioFormat{1, 8000, 16, 0, 200}, AudioFormat{1, 1, 16, 400, 200},
         AudioFormat{UINT32_MAX, UINT32_MAX, UINT32_MAX, UINT32_MAX, UINT32_MAX},
-        AudioFormat{0x10000, 8000, 8, 400, 200}, AudioFormat{0x2000, 0x40001, 64, 400, 200}}) {
+        AudioFormat{0x10001, 4000000, 8, 400, 200}, AudioFormat{2, 0x2FFFFFFF, 16, 400, 200}}) {
     EXPECT_FALSE(AudioSizes::Of(format).IsPlayable())
         << format.channels << " x " << format.bitsPerSample << " bits at " << format.samplesPerSec;
   }
