@@ -84,7 +84,8 @@ bool SVXFileStream::ReadFrame(std::span<uint8_t> buffer, FrameRecord& frame) {
   const std::span<const uint8_t> bytes = FrameBytes(head);
   if (bytes.size() > buffer.size()) return false;
 
-  std::ranges::copy(bytes, buffer.begin());
+  // Not std::ranges::copy, which GCC 12 makes a loop of that halves the speed of reading.
+  if (!bytes.empty()) std::memcpy(buffer.data(), bytes.data(), bytes.size());
   frame.pFrame = buffer.data();
   frame.dwFrameSize = static_cast<uint32_t>(bytes.size());
   frame.ftFrameType = head.nType == svx::kAudio ? QFT_Audio : QFT_Video;
