@@ -97,6 +97,7 @@ class Checker {
         return false;
     if (code == Code("stsd")) return CheckDescriptions(at, end);
     if (code == Code("elst")) CountEdits(at);
+    if (code == Code("tkhd")) m_nTrackId = Word(at + (Byte(at) == 1 ? 20 : 12));
     // Version and flags, one size for all or 0, count.
     if (code == Code("stsz")) return CountFrames(Word(at + 8), std::max<uint32_t>(Word(at + 4), 1));
     if (code == Code("stz2")) return CountFrames(Word(at + 8), 1);
@@ -105,8 +106,10 @@ class Checker {
   }
 
   bool CheckTrack(int64_t at, int64_t end, int depth) {
-    m_nEdits = m_nTrackFrames = 0;
+    m_nEdits = m_nTrackFrames = m_nTrackId = 0;
     if (depth >= kMaxDepth || !Walk(at, end, depth + 1)) return false;
+    // For a track without a number libavformat tries all numbers.
+    if (m_nTrackId == 0 || m_nTrackId > INT32_MAX) return false;
     // Each edit may play all frames once more.
     return m_nEdits <= 1 || m_nTrackFrames == 0 ||
            (m_nEdits - 1 <= Limit() / m_nTrackFrames && CountFrames((m_nEdits - 1) * m_nTrackFrames, 1));
@@ -156,6 +159,7 @@ class Checker {
   int64_t m_nFrames = 0;  // of all tracks
   int64_t m_nTrackFrames = 0;
   int64_t m_nEdits = 0;
+  int64_t m_nTrackId = 0;
 };
 
 }  // namespace

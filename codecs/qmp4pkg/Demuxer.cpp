@@ -16,8 +16,8 @@ namespace {
 constexpr int kIoBytes = 32 * 1024;
 // A damaged file can send the parser back and forth; what it reads is bounded by so many times the file, and
 // a little for the smallest ones.
-constexpr int64_t kReadings = 8;
-constexpr int64_t kReadAlways = 16 * 1024 * 1024;
+constexpr int64_t kReadings = 4;
+constexpr int64_t kReadAlways = 1024 * 1024;
 
 }  // namespace
 

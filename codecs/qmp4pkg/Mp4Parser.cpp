@@ -189,7 +189,7 @@ class Parser {
     std::nth_element(periods.begin(), middle, periods.end());
     const double usual = *middle;
     const auto equal = static_cast<double>(std::count(periods.begin(), periods.end(), usual));
-    const bool oneIsOdd = equal >= 0.9 * number && std::abs(whole - usual * number) <= usual;
+    const bool oneIsOdd = equal >= 0.9 * number && std::abs(whole - usual * number) <= 2 * usual;
     const double period = oneIsOdd ? usual : whole / number;
     return SaneRate(1 / period * m_pVideo->time_base.den / m_pVideo->time_base.num);
   }
