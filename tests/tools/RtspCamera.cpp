@@ -34,7 +34,8 @@ std::string HeaderOf(const std::string& request, const std::string& name) {
 
 }  // namespace
 
-RtspCamera::RtspCamera(std::vector<AccessUnit> accessUnits) : m_AccessUnits(std::move(accessUnits)) {
+RtspCamera::RtspCamera(std::vector<AccessUnit> accessUnits, bool stays)
+    : m_AccessUnits(std::move(accessUnits)), m_bStays(stays) {
   m_nListener = socket(AF_INET, SOCK_STREAM, 0);
   sockaddr_in address{};
   address.sin_family = AF_INET;
@@ -60,7 +61,7 @@ void RtspCamera::Serve() {
   const int client = accept(m_nListener, nullptr, nullptr);
   if (client < 0) return;
   Answer(client);
-  shutdown(client, SHUT_WR);
+  if (!m_bStays) shutdown(client, SHUT_WR);
   char rest[512];
   while (recv(client, rest, sizeof(rest), 0) > 0) {
   }

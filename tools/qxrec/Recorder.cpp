@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <fstream>
 
 #include "tools/qxrec/RecordProgress.h"
 #include "tools/qxrec/VideoCopier.h"
@@ -45,7 +46,7 @@ Recorder::Recorder(const Options& options, Console& console, const std::atomic<b
       m_NextProgress(m_Begin + (console.IsTerminal() ? kRedrawBar : kNextLine)) {}
 
 Outcome Recorder::Run() {
-  const bool opened = CheckOutput() && m_Input.Open() && OpenVideo();
+  const bool opened = CheckInput() && CheckOutput() && m_Input.Open() && OpenVideo();
   const Outcome outcome = opened ? Finish(Record()) : Outcome::kFailed;
   if (outcome == Outcome::kFailed) m_Console.Complain(Reason());
   return outcome;
@@ -63,6 +64,13 @@ std::string Recorder::Reason() const {
 bool Recorder::Fail(const std::string& what) {
   m_strError = what;
   return false;
+}
+
+// libavformat would find H.264 in a recording, and take the heads of the records for a part of it.
+bool Recorder::CheckInput() {
+  char magic[sizeof(svx::kMagic)] = {};
+  std::ifstream(m_Options.input, std::ios::binary).read(magic, sizeof(magic));
+  return !std::ranges::equal(magic, svx::kMagic) || Fail(m_Options.input + ": is a recording already");
 }
 
 bool Recorder::CheckOutput() {
@@ -221,6 +229,9 @@ Outcome Recorder::Finish(End end) {
 }
 
 void Recorder::ShowProgress() {
+  const bool begins = m_Options.live && !m_bBegun && m_Recording->Frames() > 0;
+  if (begins) m_Console.Say(m_Options.input + ": recording; Ctrl-C ends it");
+  m_bBegun = m_bBegun || begins;
   const Clock::time_point now = Clock::now();
   if (now < m_NextProgress) return;
   const bool isTerminal = m_Console.IsTerminal();

@@ -31,6 +31,7 @@ class Recorder {
   using Clock = std::chrono::steady_clock;
   enum class End { kInput, kWanted, kReadFailed, kFailed };
 
+  bool CheckInput();
   bool CheckOutput();
   bool OpenVideo();
   bool OpenVideoTrack(const AVStream& stream, double inputRate, SvxParameters& parameters);
@@ -61,6 +62,7 @@ class Recorder {
   double m_dTotalSeconds = 0;   // of the input's video; 0: unknown
   bool m_bSoundFailed = false;  // the recording could not take it
   std::string m_strError;
+  bool m_bBegun = false;  // and told so
   const Clock::time_point m_Begin = Clock::now();
   Clock::time_point m_NextProgress;
 };

@@ -7,6 +7,7 @@ extern "C" {
 #include <cstdio>
 #include <vector>
 
+#include "codecs/qmp4pkg/QdxIndex.h"
 #include "tools/common/SignalWatch.h"
 #include "tools/qxrec/Recorder.h"
 
@@ -27,6 +28,18 @@ int Record(const Options& options) {
   return outcome == Outcome::kRecorded ? 0 : kFailed;
 }
 
+int WriteIndex(const std::string& mp4Name) {
+  Console console("qxrec");
+  const std::string qdxName = QdxNameOf(mp4Name);
+  std::string error;
+  if (!WriteQdxIndex(mp4Name, qdxName, error)) {
+    console.Complain(error);
+    return kFailed;
+  }
+  console.Say(qdxName + ": written");
+  return 0;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -45,5 +58,5 @@ int main(int argc, char** argv) {
   // A full disk and a closed pipe are failures that calls answer, and must not leave half a file behind.
   signal(SIGXFSZ, SIG_IGN);
   signal(SIGPIPE, SIG_IGN);
-  return Record(options);
+  return options.index.empty() ? Record(options) : WriteIndex(options.index);
 }
