@@ -282,7 +282,7 @@ void QXSP_CALL QXSP_SetImageRect(uint32_t nPlayerID, const QXSP_RECT* pRect) {
   WithVideo(nPlayerID, [=](VideoPath& video) { video.SetImageRect(ToRect(pRect)); });
 }
 
-// Snapshots
+// Snapshots and image processing
 
 int32_t QXSP_CALL QXSP_GetBitmapSize(uint32_t nPlayerID, int32_t* pnWidth, int32_t* pnHeight) {
   if (pnWidth == nullptr || pnHeight == nullptr) return 0;
@@ -293,6 +293,10 @@ int32_t QXSP_CALL QXSP_GetBitmap(uint32_t nPlayerID, void* pBuffer, uint32_t dwS
   return WithPlayer(nPlayerID, [=](Player& player) {
     return player.Video().GetBitmap(static_cast<uint8_t*>(pBuffer), dwSize);
   });
+}
+
+int32_t QXSP_CALL QXSP_SetImageProc(uint32_t nPlayerID, int32_t bEnable, uint32_t /*dwReserved*/) {
+  return WithPlayer(nPlayerID, [=](Player& player) { return player.Video().SetImageProc(bEnable != 0); });
 }
 
 // Sound

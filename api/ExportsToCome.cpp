@@ -27,8 +27,4 @@ int32_t QXSP_CALL QXSP_EnableDebugOSD(uint32_t /*nPlayerID*/, int32_t /*bEnable*
   return 0;
 }
 
-int32_t QXSP_CALL QXSP_SetImageProc(uint32_t /*nPlayerID*/, int32_t /*bEnable*/, uint32_t /*dwReserved*/) {
-  return 0;
-}
-
 }  // extern "C"

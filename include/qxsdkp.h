@@ -601,10 +601,8 @@ QXSP_API int32_t QXSP_CALL QXSP_GetBitmapSize(uint32_t nPlayerID, int32_t* pnWid
 QXSP_API int32_t QXSP_CALL QXSP_GetBitmap(uint32_t nPlayerID, void* pBuffer, uint32_t dwSize);
 
 // Passes every picture through the image-processing library (QImageP.dll) before it is shown, until switched
-// off or the source closed. dwReserved is ignored. Answers 1; 0 for a bad identifier or, when switching on,
+// off or the stream closed. dwReserved is ignored. Answers 1; 0 for a bad identifier or, when switching on,
 // without that library.
-//
-// Not available in this version: answers 0.
 QXSP_API int32_t QXSP_CALL QXSP_SetImageProc(uint32_t nPlayerID, int32_t bEnable, uint32_t dwReserved);
 
 // ==========================================================================================================

@@ -109,6 +109,16 @@ void VideoPath::SetImageRect(const RECT* rect) {
   m_VideoViewer.SetImageRect(rect);
 }
 
+bool VideoPath::SetImageProc(bool enable) {
+  ScopedLock hold(m_ImageProcLock);
+  return m_ImageProc.SetImageProc(enable);
+}
+
+void VideoPath::ReleaseImageProc() {
+  ScopedLock hold(m_ImageProcLock);
+  m_ImageProc.Release();
+}
+
 void VideoPath::GetPictureSize(int32_t& width, int32_t& height) {
   ScopedLock hold(m_PictureLock);
   width = static_cast<int32_t>(m_nWidth);
@@ -176,13 +186,17 @@ void VideoPath::PlayVideoFrame(const FrameRecord* frame) {
   if (picture.pPlane[0] != nullptr) Present(picture);
 }
 
-void VideoPath::Present(const DecodedPicture& picture) {
+void VideoPath::Present(DecodedPicture picture) {
   const double start = kitc_time_ms();
   if (picture.nPixelFormat == QPF_YV12) {
     notification::YuvData()(m_Label.PlayerID(), picture.pPlane[0], picture.pPlane[1], picture.pPlane[2],
                             picture.nStride[0], picture.nStride[1]);
   }
   ScopedLock hold(m_ViewLock);
+  {
+    ScopedLock holdImageProc(m_ImageProcLock);
+    (void)m_ImageProc.Process(picture);
+  }
   const double viewStart = kitc_time_ms();
   ShowTimings shown;
   m_VideoViewer.ShowFrame(picture.pPlane, picture.nStride, picture.nPixelFormat,

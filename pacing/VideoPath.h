@@ -10,6 +10,7 @@
 #include "pacing/PlayerLabel.h"
 #include "player/FrameRecord.h"
 #include "src/kitc/Lock.h"
+#include "video/ImageProc.h"
 #include "video/VideoViewer.h"
 
 // Sums over presented frames, ms of the performance counter.
@@ -21,8 +22,8 @@ struct VideoTimings {
   ShowTimings show;
 };
 
-// Lock order: m_PictureLock, then m_DecoderLock; m_ViewLock alone (the library-wide presentation lock comes
-// after it).
+// Lock order: m_PictureLock, then m_DecoderLock; m_ViewLock, then m_ImageProcLock or the library-wide
+// presentation lock.
 class VideoPath {
  public:
   explicit VideoPath(const PlayerLabel& label) : m_Label(label) {}
@@ -55,6 +56,9 @@ class VideoPath {
   void ZoomOff() EXCLUDES(m_ViewLock);
   void SetCrop(uint32_t crop) EXCLUDES(m_ViewLock);
   void SetImageRect(const RECT* rect) EXCLUDES(m_ViewLock);
+  // Switches picture processing; false without the library for it.
+  bool SetImageProc(bool enable) EXCLUDES(m_ImageProcLock);
+  void ReleaseImageProc() EXCLUDES(m_ImageProcLock);
   // The size of the source, pixels.
   void GetPictureSize(int32_t& width, int32_t& height) EXCLUDES(m_PictureLock);
   // The last decoded picture as 32-bit pixels, bottom row first. False without one, or when it does not fit.
@@ -70,7 +74,7 @@ class VideoPath {
  private:
   DecodedPicture Decode(const FrameRecord& frame) EXCLUDES(m_PictureLock, m_DecoderLock);
   DecodedPicture LastPicture() EXCLUDES(m_PictureLock);
-  void Present(const DecodedPicture& picture) EXCLUDES(m_ViewLock);
+  void Present(DecodedPicture picture) EXCLUDES(m_ViewLock);
 
   const PlayerLabel& m_Label;
   std::atomic<bool> m_bDecodeOK{false};
@@ -84,8 +88,11 @@ class VideoPath {
   Lock m_DecoderLock;
   std::shared_ptr<Decoder> m_pDecoder GUARDED_BY(m_DecoderLock);
 
-  Lock m_ViewLock;
+  Lock m_ViewLock ACQUIRED_BEFORE(m_ImageProcLock);
   VideoViewer m_VideoViewer GUARDED_BY(m_ViewLock);
+
+  Lock m_ImageProcLock;
+  ImageProc m_ImageProc GUARDED_BY(m_ImageProcLock);
 
   // Play thread only.
   VideoTimings m_Timings;

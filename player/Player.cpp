@@ -54,6 +54,7 @@ void Player::Reset() {
   } else {
     CloseSource();
   }
+  m_Video.ReleaseImageProc();
   m_PlayThreads.ResetStatistics();
   m_Label.ClearName();
   m_dwUserData = 0;
@@ -229,6 +230,7 @@ void Player::CloseStream() {
   kitc_log(kLogDebug, kSource, __LINE__, "Player::ReleaseStream codecid:%d uThreadId:0x%x name:%s\n",
            m_Label.PlayerID(), m_PlayThreads.ThreadId(), m_Label.Name().c_str());
   CloseSource();
+  m_Video.ReleaseImageProc();
 }
 
 // The threads end before anything that they use goes.

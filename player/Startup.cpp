@@ -7,6 +7,7 @@
 #include "player/ConfigFile.h"
 #include "src/kitc/Directory.h"
 #include "src/kitc/Log.h"
+#include "video/ImageProc.h"
 #include "video/Screens.h"
 
 namespace {
@@ -40,6 +41,8 @@ bool InitSDK(std::span<Player> players) {
   if (!InitScreens(settings.bViewLock)) return false;
   if (!AudioViewer::InitSDK()) kitc_log(kLogError, kSource, __LINE__, "AudioViewer::InitSDK():Error!\n");
 
+  if (!ImageProc::InitSDK()) kitc_log(kLogError, kSource, __LINE__, "ImageProc::InitSDK():Error!\n");
+
   uint32_t nPlayerID = 0;
   for (Player& player : players)
     player.SetPlayerID(nPlayerID++);
@@ -48,6 +51,7 @@ bool InitSDK(std::span<Player> players) {
 }
 
 void ReleaseSDK() {
+  ImageProc::ReleaseSDK();
   ReleaseScreens();
   AudioViewer::ReleaseSDK();
   Decoder::ReleaseSDK();

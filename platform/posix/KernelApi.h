@@ -109,6 +109,14 @@ DWORD SetFilePointer(HANDLE file, LONG low, LONG* high, DWORD method);
 // Text for a debugger: dropped, there is no such channel here; tests receive it through platform::KernelSeam.
 void OutputDebugStringA(const char* text);
 
+using FARPROC = void (*)();
+// Loads the shared library that stands for a Windows one: for "Name.dll" libname.so, sought beside this
+// library first. Null when there is none.
+HMODULE LoadLibraryA(const char* name);
+// Null when the library has no such function.
+FARPROC GetProcAddress(HMODULE module, const char* name);
+BOOL FreeLibrary(HMODULE module);
+
 HANDLE GlobalAlloc(UINT flags, size_t bytes);
 HANDLE GlobalFree(HANDLE memory);
 HLOCAL LocalFree(HLOCAL memory);

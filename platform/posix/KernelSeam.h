@@ -19,6 +19,9 @@ class KernelSeam {
   virtual bool StartThreads();           // false: _beginthreadex fails
   // read(): bytes read, 0 at the end of the file, -1 with errno set.
   virtual intptr_t ReadFile(int descriptor, void* buffer, size_t bytes);
+  virtual void* LoadLibrary(const char* name);  // as LoadLibraryA, GetProcAddress and FreeLibrary
+  virtual void (*FindFunction(void* module, const char* name))();
+  virtual bool FreeLibrary(void* module);
   virtual void DebugText(const char* text);
 };
 
