@@ -35,6 +35,7 @@ class Feeder : public Source {
   bool CanGoBack() const override { return false; }
   void Do(const Command&, Time) override {}
   std::optional<FileStatus> Status() const override { return std::nullopt; }
+  const PixelView* LeftBehind() override { return nullptr; }
 
  private:
   void Run();

@@ -1,4 +1,4 @@
-// What a recorded file says of itself, as far as qxplay needs it and the library does not tell it.
+// What qxplay has to know of a recorded file and the library does not tell.
 #pragma once
 
 #include <string>
@@ -6,17 +6,11 @@
 
 #include "tools/qxplay/Options.h"
 
-struct FileInfo {
-  int width = 0;  // pixels; 0: not known
-  int height = 0;
-  FrameRate frameRate;
-};
-
 // Whether the library plays files of this name by itself: .mp4, .sv4, .sv5 and .sv6, in any case.
 bool IsRecordedFile(std::string_view name);
 
-// The library's own format; its index starts elsewhere than that of MP4.
+// Whether it is the library's own format.
 bool IsOwnFormat(std::string_view name);
 
-// Reads the file's header. What cannot be found out keeps its default.
-FileInfo ReadFileInfo(const std::string& file);
+// Of an MP4 file; the usual one when it cannot be found out.
+FrameRate FrameRateOf(const std::string& file);

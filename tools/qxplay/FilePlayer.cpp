@@ -18,11 +18,18 @@ FilePlayer::~FilePlayer() {
 }
 
 void FilePlayer::Start() {
-  m_Info = ReadFileInfo(m_strFile);
   if (!Open()) return;
-  const double framesPerSecond = static_cast<double>(m_Info.frameRate.num) / m_Info.frameRate.den;
+  m_FrameRate = ReadFrameRate();
   m_Transport.emplace(static_cast<RecordedFile&>(*this), QXSP_GetTotalFrames(m_Tile.PlayerID()),
-                      framesPerSecond, m_bLoop);
+                      static_cast<double>(m_FrameRate.num) / m_FrameRate.den, m_bLoop);
+}
+
+// The library has it in the header of its own format, and keeps that of MP4 to itself.
+FrameRate FilePlayer::ReadFrameRate() const {
+  if (!IsOwnFormat(m_strFile)) return FrameRateOf(m_strFile);
+  QXSP_SHORT_HEADER header{};
+  QXSP_GetHeaderData(m_Tile.PlayerID(), &header, sizeof(header));
+  return {.num = static_cast<uint16_t>(header.dwVideoStandard == 0 ? 25 : 30), .den = 1};
 }
 
 void FilePlayer::Stop() {
@@ -32,6 +39,7 @@ void FilePlayer::Stop() {
 bool FilePlayer::Open() {
   Stop();  // joins the play thread: nothing tells of the old file any more
   m_bFileEnded = false;
+  m_LastPicture = {};
   m_Tile.OnOpening();
   {
     const MutexLock lock(m_Mutex);
@@ -43,7 +51,7 @@ bool FilePlayer::Open() {
     Fail(readable ? "the player library cannot play this file" : std::strerror(errno));
     return false;
   }
-  m_Tile.OnOpened(m_Info.width, m_Info.height);
+  m_Tile.OnOpened();
   return true;
 }
 
@@ -52,7 +60,7 @@ std::optional<Source::Time> FilePlayer::Update(Time now) {
   const bool fileEnded = m_bFileEnded;  // before the position: all pictures are counted by then
   m_bAwaited = true;                    // before the calls that this makes: the picture may come meanwhile
   const auto next = m_Transport->Update(Position(), fileEnded, now);
-  m_bAwaited = m_Transport->IsSeeking();
+  m_bAwaited = m_Transport->IsSeeking() || m_Transport->Paused();
   if (m_Transport->Failed() && !m_bFailed) Fail("has no pictures");
   return next;
 }
@@ -62,12 +70,12 @@ void FilePlayer::Do(const Command& command, Time now) {
   Update(now);
   m_bAwaited = true;
   m_Transport->Do(command, now);
-  m_bAwaited = m_Transport->IsSeeking();
+  m_bAwaited = m_Transport->IsSeeking() || m_Transport->Paused();
 }
 
 std::optional<FileStatus> FilePlayer::Status() const {
   if (!m_Transport) return std::nullopt;
-  const double secondsPerFrame = static_cast<double>(m_Info.frameRate.den) / m_Info.frameRate.num;
+  const double secondsPerFrame = static_cast<double>(m_FrameRate.den) / m_FrameRate.num;
   const uint32_t frame = Position().frame;
   return FileStatus{.positionSeconds = frame * secondsPerFrame,
                     .totalSeconds = m_Transport->TotalFrames() * secondsPerFrame,
@@ -76,7 +84,26 @@ std::optional<FileStatus> FilePlayer::Status() const {
                     .speed = m_Transport->Speed(),
                     .keyFramesOnly = m_Transport->KeyFramesOnly(),
                     .paused = m_Transport->Paused(),
-                    .ended = m_Transport->Ended()};
+                    .ended = m_Transport->Ended(),
+                    .seeking = m_Transport->IsSeeking()};
+}
+
+const PixelView* FilePlayer::LeftBehind() {
+  int32_t width = 0, height = 0;
+  if (!HasEnded() || QXSP_GetBitmapSize(m_Tile.PlayerID(), &width, &height) == 0) return nullptr;
+  if (m_LastPicture.top == nullptr && width > 0 && height > 0) {
+    const size_t pixels = static_cast<size_t>(width) * static_cast<size_t>(height);
+    m_LastPixels.resize(pixels);
+    if (QXSP_GetBitmap(m_Tile.PlayerID(), m_LastPixels.data(), static_cast<uint32_t>(pixels * 4)) != 0) {
+      const uint32_t* top =
+          &m_LastPixels[pixels - static_cast<size_t>(width)];  // the bottom row is the first
+      m_LastPicture = {.top = reinterpret_cast<const uint8_t*>(top),
+                       .pitch = -width * 4,
+                       .width = width,
+                       .height = height};
+    }
+  }
+  return m_LastPicture.top != nullptr ? &m_LastPicture : nullptr;
 }
 
 void FilePlayer::Play() {

@@ -5,8 +5,10 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "tools/common/Console.h"
+#include "tools/qxplay/ContactSheet.h"
 #include "tools/qxplay/FileInfo.h"
 #include "tools/qxplay/Source.h"
 #include "tools/qxplay/Tile.h"
@@ -27,6 +29,7 @@ class FilePlayer : public Source, private RecordedFile, private TileListener {
   bool CanGoBack() const override { return !m_bFailed; }
   void Do(const Command& command, Time now) override;
   std::optional<FileStatus> Status() const override;
+  const PixelView* LeftBehind() override;
 
  private:
   // RecordedFile
@@ -41,6 +44,7 @@ class FilePlayer : public Source, private RecordedFile, private TileListener {
   void OnNewPicture() override;
   void OnEndOfFile() override;
 
+  FrameRate ReadFrameRate() const;
   FilePosition Position() const EXCLUDES(m_Mutex);
   void Fail(const std::string& text);
 
@@ -51,9 +55,11 @@ class FilePlayer : public Source, private RecordedFile, private TileListener {
   const std::function<void()> m_Wake;
 
   // Main thread.
-  FileInfo m_Info;
+  FrameRate m_FrameRate;
   std::optional<Transport> m_Transport;  // after the first successful Open
   bool m_bFailed = false;
+  std::vector<uint32_t> m_LastPixels;  // of m_LastPicture
+  PixelView m_LastPicture;             // once it was asked for
 
   std::atomic<bool> m_bAwaited = false;  // the next picture wakes
   std::atomic<bool> m_bFileEnded = false;

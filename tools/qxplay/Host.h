@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "tools/common/Mutex.h"
+#include "tools/qxplay/ContactSheet.h"
 #include "tools/qxplay/Layout.h"
 
 struct HostEvents {
@@ -33,6 +34,8 @@ class Host {
   virtual HostEvents Wait(std::chrono::milliseconds timeout) = 0;
   // Paints the window black but for these areas; all in desktop coordinates. Main thread.
   virtual void FillAround(const Area& window, const std::vector<Area>& tiles) = 0;
+  // Paints a picture, stretched to this place; desktop coordinates. Main thread.
+  virtual void Paint(const Area& place, const PixelView& picture) = 0;
   // Main thread.
   virtual void SetTitle(const std::string& title) = 0;
   // To full screen and back, where there is a window. Main thread.

@@ -104,8 +104,13 @@ void Session::FillAroundPictures() {
 }
 
 void Session::RedrawAll() {
-  for (const auto& tile : m_Tiles)
-    tile->Redraw();
+  for (size_t i = 0; i < m_Tiles.size(); ++i) {
+    if (const PixelView* picture = m_SourceOfTile[i]->LeftBehind()) {
+      m_Host.Paint(m_Tiles[i]->Picture(), *picture);
+    } else {
+      m_Tiles[i]->Redraw();
+    }
+  }
 }
 
 // False when the window was taken away.
@@ -126,6 +131,8 @@ bool Session::Loop() {
     if (now - m_LastReport >= kReportInterval) {
       if (m_bFillAgain) FillAroundPictures();
       Measure(now);
+      ShowProgress();
+    } else if (HasChanged()) {
       ShowProgress();
     }
     if (m_bQuit || (m_Options.seconds > 0 && now >= limit) || HavePlayedOut(now)) return true;
@@ -162,7 +169,7 @@ void Session::Take(const HostEvents& events, Clock::time_point now) {
   for (const int key : events.keys) {
     if (const auto command = CommandOf(key)) Do(*command, now);
   }
-  if (events.click || !events.keys.empty()) ShowProgress();
+  m_bTouched |= events.click || !events.keys.empty();
 }
 
 void Session::Do(const Command& command, Clock::time_point now) {
@@ -243,8 +250,20 @@ void Session::Measure(Clock::time_point now) {
   m_LastReport = now;
 }
 
+// Whether there is something to show before the next report: what the user did, when it is done, and pictures
+// that do not come by themselves.
+bool Session::HasChanged() {
+  const auto status = m_SourceOfTile[ShownTile()]->Status();
+  if (!status) return m_bTouched;
+  if (status->seeking) return false;
+  const bool stands = status->paused || status->ended;
+  return m_bTouched || (stands && status != m_ShownStatus);
+}
+
 void Session::ShowProgress() {
   const auto status = m_SourceOfTile[ShownTile()]->Status();
+  m_ShownStatus = status;
+  m_bTouched = m_bTouched && status && status->seeking;
   std::string line = status ? FileLine(*status, m_Progress) : ProgressLine(m_Progress);
   std::string title = status ? line : ProgressTitle(m_Progress);
   std::string note;

@@ -42,6 +42,7 @@ class Session {
   void SelectAt(const Point& point);
   void UpdateSound();
   void Measure(Clock::time_point now);
+  bool HasChanged();
   void ShowProgress();
   bool Finish();
   size_t ShownTile() const { return m_Selected.value_or(0); }
@@ -60,6 +61,8 @@ class Session {
   std::vector<Source*> m_SourceOfTile;
   std::optional<size_t> m_Selected;  // tile; none: commands go to all
   bool m_bMuted = false;
+  bool m_bTouched = false;                  // by the user, since progress was shown
+  std::optional<FileStatus> m_ShownStatus;  // in the progress shown last
   bool m_bQuit = false;
   std::optional<Clock::time_point> m_NextUpdate;  // of a source
   Progress m_Progress;                            // as measured last

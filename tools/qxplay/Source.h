@@ -17,7 +17,11 @@ struct FileStatus {
   bool keyFramesOnly = false;
   bool paused = false;
   bool ended = false;
+  bool seeking = false;  // on its way elsewhere
+  bool operator==(const FileStatus&) const = default;
 };
+
+struct PixelView;
 
 // Main thread.
 class Source {
@@ -43,4 +47,7 @@ class Source {
   virtual void Do(const Command& command, Time now) = 0;
   // None for a live stream.
   virtual std::optional<FileStatus> Status() const = 0;
+  // The picture that an ended source left on the screen, which the library cannot show again; null when it
+  // can, or when there is none. Valid until the source goes on.
+  virtual const PixelView* LeftBehind() = 0;
 };

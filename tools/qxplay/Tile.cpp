@@ -36,11 +36,9 @@ void Tile::OnOpening() {
   m_bOpen = false;
 }
 
-void Tile::OnOpened(int width, int height) {
+void Tile::OnOpened() {
   const MutexLock lock(m_Mutex);
   m_bOpen = true;
-  m_nWidth = width;
-  m_nHeight = height;
   ShowInPlace();
   if (m_bSound) QXSP_SetAudioPreview(PlayerID(), m_pWindow, 1);
 }
@@ -54,7 +52,9 @@ void Tile::Place(void* window, const Area& cell) {
 
 void Tile::ShowInPlace() {
   if (!m_bOpen || !m_pWindow) return;
-  const Area picture = FitInside(m_Cell, m_nWidth, m_nHeight);
+  int32_t width = 0, height = 0;
+  QXSP_GetBitmapSize(PlayerID(), &width, &height);
+  const Area picture = FitInside(m_Cell, width, height);
   {
     const MutexLock lock(m_PictureMutex);
     m_Picture = picture;

@@ -5,6 +5,7 @@
 #include <X11/Xutil.h>
 
 #include <algorithm>
+#include <cstring>
 
 #include "tools/qxplay/Command.h"
 
@@ -183,6 +184,33 @@ void WindowHost::FillAround(const Area& window, const std::vector<Area>& tiles) 
   XFlush(m_pDisplay);
   XDestroyRegion(covered);
   XDestroyRegion(free);
+}
+
+// Nearest pixels: it stands in for a picture that the player library stretched before.
+void WindowHost::Paint(const Area& place, const PixelView& picture) {
+  const int width = place.Width(), height = place.Height();
+  if (width <= 0 || height <= 0) return;
+  const int screen = DefaultScreen(m_pDisplay);
+  XImage* image = XCreateImage(m_pDisplay, DefaultVisual(m_pDisplay, screen),
+                               static_cast<unsigned>(DefaultDepth(m_pDisplay, screen)), ZPixmap, 0, nullptr,
+                               static_cast<unsigned>(width), static_cast<unsigned>(height), 32, 0);
+  if (!image) return;
+  if (image->bits_per_pixel == 32) {
+    std::vector<uint32_t> pixels(static_cast<size_t>(width) * static_cast<size_t>(height));
+    auto pixel = pixels.begin();
+    for (int y = 0; y < height; ++y) {
+      const uint8_t* row = picture.top + int64_t{picture.height} * y / height * picture.pitch;
+      for (int x = 0; x < width; ++x, ++pixel)
+        std::memcpy(&*pixel, row + int64_t{picture.width} * x / width * 4, sizeof(*pixel));
+    }
+    image->data = reinterpret_cast<char*>(pixels.data());
+    const Area window = DesktopArea();
+    XPutImage(m_pDisplay, m_nWindow, DefaultGC(m_pDisplay, screen), image, 0, 0, place.left - window.left,
+              place.top - window.top, static_cast<unsigned>(width), static_cast<unsigned>(height));
+    XFlush(m_pDisplay);
+    image->data = nullptr;  // the vector's
+  }
+  XDestroyImage(image);
 }
 
 void WindowHost::SetTitle(const std::string& title) {

@@ -25,6 +25,7 @@ class WindowHost : public Host {
   bool IsWatched() const override { return true; }
   HostEvents Wait(std::chrono::milliseconds timeout) override;
   void FillAround(const Area& window, const std::vector<Area>& tiles) override;
+  void Paint(const Area& place, const PixelView& picture) override;
   void SetTitle(const std::string& title) override;
   void ToggleFullScreen() override;
   void Wake() override;
