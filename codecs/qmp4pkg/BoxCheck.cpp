@@ -13,9 +13,10 @@ constexpr uint32_t Code(std::string_view name) {
 }
 
 // Boxes that consist of boxes.
-constexpr std::array kContainers = {Code("moov"), Code("trak"), Code("mdia"), Code("minf"), Code("stbl"),
-                                    Code("edts"), Code("mvex"), Code("moof"), Code("traf"), Code("udta"),
-                                    Code("dinf"), Code("sinf"), Code("schi"), Code("wave"), Code("tref")};
+constexpr std::array kContainers = {Code("moov"), Code("trak"), Code("mdia"), Code("minf"),
+                                    Code("stbl"), Code("edts"), Code("mvex"), Code("moof"),
+                                    Code("traf"), Code("udta"), Code("dinf"), Code("sinf"),
+                                    Code("schi"), Code("wave"), Code("tref"), Code("ilst")};
 constexpr int kMaxDepth = 12;
 
 // Tables with one entry of so many bytes for each that is counted.
@@ -26,6 +27,7 @@ struct Table {
 constexpr std::array kTables = {Table{Code("stco"), 4}, Table{Code("co64"), 8},  Table{Code("stsc"), 12},
                                 Table{Code("stts"), 8}, Table{Code("ctts"), 8},  Table{Code("stss"), 4},
                                 Table{Code("stps"), 4}, Table{Code("elst"), 12}, Table{Code("keys"), 8}};
+constexpr int64_t kMaxDescriptionBytes = 1 << 20;
 
 // So many frames any file may claim: for a cut file that says more than it has.
 constexpr int64_t kFramesAlways = 1 << 20;
@@ -96,6 +98,7 @@ class Checker {
       if (code == table.nCode && Word(at + 4) > static_cast<uint64_t>(end - at) / table.nEntryBytes)
         return false;
     if (code == Code("stsd")) return CheckDescriptions(at, end);
+    if (code == Code("meta")) return CheckMetaData(at, end, depth);
     if (code == Code("elst")) CountEdits(at);
     if (code == Code("tkhd")) m_nTrackId = Word(at + (Byte(at) == 1 ? 20 : 12));
     // Version and flags, one size for all or 0, count.
@@ -115,20 +118,36 @@ class Checker {
            (m_nEdits - 1 <= Limit() / m_nTrackFrames && CountFrames((m_nEdits - 1) * m_nTrackFrames, 1));
   }
 
+  // Sample entries hold boxes, too, at places that depend on their kind: none of these may be a table.
   bool CheckDescriptions(int64_t at, int64_t end) {
     constexpr std::array kVideoCodes = {Code("avc1"), Code("hvc1"), Code("hev1")};
     const uint32_t count = Word(at + 4);
     const uint32_t first = Word(at + 12);
+    if (end - at > kMaxDescriptionBytes) return false;
+    for (int64_t i = at; i < end - 4; ++i)
+      if (IsTable(Word(i))) return false;
     int64_t entry = at + 8;
     for (uint32_t i = 0; i < count && end - entry >= 8; ++i) {
       // One track, two codecs: libavformat would hand out the frames of both as those of the first.
       if (Word(entry + 4) != first && Contains(kVideoCodes, first)) return false;
       if (i > 0) m_Facts.bSeveralDescriptions = true;
       const int64_t size = Word(entry);
-      if (size < 8) break;
-      entry += std::min(size, end - entry);
+      if (size < 8 || size > end - entry) return false;
+      entry += size;
     }
     return true;
+  }
+  static bool IsTable(uint32_t code) {
+    constexpr std::array kOthers = {Code("stsd"), Code("stsz"), Code("stz2"), Code("trun"), Code("cmov")};
+    return Contains(kOthers, code) || std::any_of(kTables.begin(), kTables.end(),
+                                                  [code](const Table& table) { return table.nCode == code; });
+  }
+
+  // libavformat looks for the first box itself: the head has one of two lengths.
+  bool CheckMetaData(int64_t at, int64_t end, int depth) {
+    while (end - at >= 8 && Word(at + 4) != Code("hdlr"))
+      at += 4;
+    return depth < kMaxDepth && Walk(at, end, depth + 1);
   }
 
   void CountEdits(int64_t at) {
