@@ -4,6 +4,7 @@
 
 #include "api/Notification.h"
 #include "api/PlayerTable.h"
+#include "file/MediaFile.h"
 #include "include/qxsdkp.h"
 #include "player/Startup.h"
 #include "src/kitc/Log.h"
@@ -305,6 +306,29 @@ int32_t QXSP_CALL QXSP_SetAudioPreview(uint32_t nPlayerID, void* pWindow, int32_
   return WithPlayer(nPlayerID, [=](Player& player) {
     return player.SetAudioPreview(static_cast<HWND>(pWindow), bEnable != 0);
   });
+}
+
+// Looking into files without a player
+
+void* QXSP_CALL QXSP_MediaFileOpen(const char* pszFileName, QXSP_MEDIA_FILE_INFO* pInfo) {
+  if (pInfo == nullptr) return nullptr;
+  return Guarded<MediaFile*>(nullptr, [=] {
+    return MediaFile::Open(pszFileName, *reinterpret_cast<MediaFile::Info*>(pInfo)).release();
+  });
+}
+
+int32_t QXSP_CALL QXSP_MediaFileGetOneFrame(void* pFile, uint32_t dwFrameNum, void* pBuffer,
+                                            uint32_t dwSize) {
+  auto* const file = static_cast<MediaFile*>(pFile);
+  if (file == nullptr) return -1;
+  return Guarded(-1, [=] {
+    return pBuffer == nullptr ? file->FindKeyFrame(dwFrameNum)
+                              : file->GetOneFrame(dwFrameNum, static_cast<uint8_t*>(pBuffer), dwSize);
+  });
+}
+
+void QXSP_CALL QXSP_MediaFileClose(void* pFile) {
+  Guarded([=] { delete static_cast<MediaFile*>(pFile); });
 }
 
 }  // extern "C"

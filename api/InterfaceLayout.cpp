@@ -5,6 +5,7 @@
 
 #include "api/Notification.h"
 #include "api/PlayerTable.h"
+#include "file/MediaFile.h"
 #include "include/qxsdkp.h"
 #include "player/StreamHeader.h"
 #include "src/kitc/Log.h"
@@ -43,6 +44,9 @@ static_assert(sizeof(QXSP_RECT) == sizeof(RECT) && offsetof(QXSP_RECT, left) == 
               offsetof(QXSP_RECT, right) == offsetof(RECT, right) &&
               offsetof(QXSP_RECT, bottom) == offsetof(RECT, bottom));
 static_assert(sizeof(QXSP_SCREEN_RECT) == sizeof(ScreenRect));
+static_assert(sizeof(QXSP_MEDIA_FILE_INFO) == sizeof(MediaFile::Info) &&
+              offsetof(QXSP_MEDIA_FILE_INFO, dwWidth) == offsetof(MediaFile::Info, dwWidth) &&
+              offsetof(QXSP_MEDIA_FILE_INFO, dwFrameRateNum) == offsetof(MediaFile::Info, dwFrameRateNum));
 static_assert(std::is_same_v<QXSP_YUV_DATA_CALLBACK, YUVDataCallBack> &&
               std::is_same_v<QXSP_NOTIFY_CALLBACK, NotifyCallBack>);
 

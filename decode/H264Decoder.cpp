@@ -8,3 +8,7 @@ constexpr Library05 kLibrary = {"H264Decoder", "QXD05_DecodeOneFrame", [] { retu
 }  // namespace
 
 H264Decoder::H264Decoder() : Decoder05(kLibrary) {}
+
+const Library05& H264Decoder::Library() {
+  return kLibrary;
+}

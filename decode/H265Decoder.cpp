@@ -15,6 +15,10 @@ constexpr Library05 kLibrary = {"H265Decoder", "QXD05_DecodeOneFrameEx",
 
 H265Decoder::H265Decoder() : Decoder05(kLibrary) {}
 
+const Library05& H265Decoder::Library() {
+  return kLibrary;
+}
+
 bool H265Decoder::Open(uint32_t width, uint32_t height, uint32_t framePeriodMs) {
   m_nDelayMs = framePeriodMs * kDelayFrames;
   return Decoder05::Open(width, height, framePeriodMs);

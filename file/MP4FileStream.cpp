@@ -10,19 +10,7 @@ namespace {
 
 constexpr const char* kSource = "MediaFileStream.cpp";
 
-constexpr size_t kIndexNameCapacity = 260;  // with the final 0
-constexpr char kIndexEnding[] = "qdx";
-constexpr size_t kIndexEndingLength = sizeof kIndexEnding - 1;
-
 constexpr uint32_t kFrameRateDen = 1000;
-constexpr uint32_t kDefaultFrameRateNum = 25 * kFrameRateDen;  // of a library that names no usable rate
-constexpr double kMaxFrameRate = 1000.0;                       // a shorter period is no whole millisecond
-
-// A code is a text that may fill its field.
-template <size_t size>
-std::string CodeText(const char (&field)[size]) {
-  return std::string(field, std::find(field, field + size, '\0'));
-}
 
 uint32_t VideoCodecOf(const std::string& code) {
   if (code == "avc1") return kCodecH264;
@@ -34,15 +22,6 @@ uint32_t AudioCodecOf(const std::string& code) {
   if (code == "alaw") return kCodecAlaw;
   if (code == "ulaw") return kCodecMulaw;
   return code == "mp4a" ? kCodecAac : kCodecNone;
-}
-
-uint32_t FrameRateNum(double framesPerSecond) {
-  // 29.97 lies a little below itself, and wider registers would show it.
-  constexpr double kRoundingError = 1e-7;
-  const double scaled = framesPerSecond * kFrameRateDen + kRoundingError;
-  const bool usable =
-      scaled >= 1 && scaled < kMaxFrameRate * kFrameRateDen + 1;  // false for what is no number
-  return usable ? static_cast<uint32_t>(scaled) : kDefaultFrameRateNum;
 }
 
 bool CopyFrame(const QP_FrameRequest& request, std::span<uint8_t> buffer, FrameRecord& frame) {
@@ -57,38 +36,12 @@ bool CopyFrame(const QP_FrameRequest& request, std::span<uint8_t> buffer, FrameR
 
 bool MP4FileStream::Open(const char* fileName) {
   Description description;
-  if (OpenLibrary(fileName, description) && TakeDescription(description)) {
+  if (m_Library.Open(fileName, description) && TakeDescription(description)) {
     GotoKeyFrame(kFirstKeyFrame);
     return true;
   }
-  CloseLibrary();
+  Close();
   return false;
-}
-
-bool MP4FileStream::OpenLibrary(const char* fileName, Description& description) {
-  QP_CheckResult check = {};
-  if (QP_CheckFile(fileName, &check) == 0) return false;
-  m_bUnpacking = check.nMode != 0;
-  if (m_bUnpacking) {
-    QP_UnpkgInfo info = {};
-    m_hLibrary = QP_OpenUnpkg(fileName, &info, 0);
-    description = {CodeText(info.szVideoCode), CodeText(info.szAudioCode), info.nWidth,    info.nHeight,
-                   info.nVideoFrames,          info.nAudioFrames,          info.dFrameRate};
-  } else {
-    std::string indexName = fileName;
-    if (indexName.size() < kIndexEndingLength || indexName.size() >= kIndexNameCapacity) return false;
-    indexName.replace(indexName.size() - kIndexEndingLength, kIndexEndingLength, kIndexEnding);
-    QP_FileInfo info = {};
-    m_hLibrary = QP_OpenFile(fileName, check.nValue, indexName.c_str(), &info, 0);
-    description = {CodeText(info.szVideoCode),
-                   CodeText(info.szAudioCode),
-                   info.nWidth,
-                   info.nHeight,
-                   info.nVideoFrames,
-                   info.bAudio != 0 ? info.nAudioFrames : 0,
-                   info.dFrameRate};
-  }
-  return m_hLibrary != nullptr;
 }
 
 bool MP4FileStream::TakeDescription(const Description& description) {
@@ -96,7 +49,7 @@ bool MP4FileStream::TakeDescription(const Description& description) {
   m_Info.nTotalFrames = description.nVideoFrames;
   m_Info.nWidth = description.nWidth;
   m_Info.nHeight = description.nHeight;
-  m_Info.nFrameRateNum = FrameRateNum(description.dFrameRate);
+  m_Info.nFrameRateNum = description.FramesIn(kFrameRateDen);
   m_Info.nFrameRateDen = kFrameRateDen;
   m_Info.nVideoCodecID = VideoCodecOf(description.videoCode);
   return m_Info.nVideoCodecID != kCodecNone && TakeAudioDescription(description);
@@ -111,18 +64,11 @@ bool MP4FileStream::TakeAudioDescription(const Description& description) {
   if (m_Info.nAudioFrames == 0) return true;
   m_Info.nAudioCodecID = AudioCodecOf(description.audioCode);
   if (m_Info.nAudioCodecID == kCodecAac) {
-    QP_AudioInfo info = {};
-    m_bUnpacking ? QP_UpkGetAudioInfo(m_hLibrary, &info) : QP_QdxGetAudioInfo(m_hLibrary, &info);
+    const QP_AudioInfo info = m_Library.AudioInfo();
     m_Info.nAudioChannels = info.nChannels;
     m_Info.nAudioSampleRate = info.nSampleRate;
   }
   return m_Info.nAudioCodecID != kCodecNone;
-}
-
-void MP4FileStream::CloseLibrary() {
-  if (m_hLibrary == nullptr) return;
-  m_bUnpacking ? QP_CloseUnpkg(m_hLibrary) : QP_CloseFile(m_hLibrary);
-  m_hLibrary = nullptr;
 }
 
 bool MP4FileStream::GetHeader(void* buffer, uint32_t sizeBytes) const {
@@ -137,7 +83,7 @@ bool MP4FileStream::GetKeyFramePos(uint32_t& position, uint32_t& frameNo) const 
 }
 
 bool MP4FileStream::ReadFrame(std::span<uint8_t> buffer, FrameRecord& frame) {
-  if (m_hLibrary == nullptr || IsInterrupted()) return false;
+  if (!m_Library.IsOpen() || IsInterrupted()) return false;
   const uint32_t target = SeekTarget();
   if (target != 0 && !Seek(target)) return false;
   const bool isVideo = m_nDecodeOnlyFrame != 0 || !AudioIsDue();
@@ -147,7 +93,8 @@ bool MP4FileStream::ReadFrame(std::span<uint8_t> buffer, FrameRecord& frame) {
 // Sound is kept up to the A/V offset ahead of the pictures.
 bool MP4FileStream::AudioIsDue() const {
   // In index mode the end of the sound is the library's to tell.
-  const bool remains = m_bUnpacking ? m_nAudioIndex < m_Info.nAudioFrames : m_Info.nAudioFrames != 0;
+  const bool remains =
+      m_Library.IsUnpacking() ? m_nAudioIndex < m_Info.nAudioFrames : m_Info.nAudioFrames != 0;
   // Wraps: a library's wrong time must not be undefined behaviour.
   const uint64_t until =
       static_cast<uint64_t>(m_llLastVideoTime) + static_cast<uint64_t>(int64_t{m_nAVOffset});
@@ -156,7 +103,8 @@ bool MP4FileStream::AudioIsDue() const {
 
 bool MP4FileStream::ReadAudio(std::span<uint8_t> buffer, FrameRecord& frame) {
   QP_FrameRequest request;
-  if (!Request(QP_TRACK_AUDIO, ++m_nAudioIndex, request) || !CopyFrame(request, buffer, frame)) return false;
+  if (!m_Library.Request(QP_TRACK_AUDIO, ++m_nAudioIndex, request) || !CopyFrame(request, buffer, frame))
+    return false;
   frame.ftFrameType = QFT_Audio;
   frame.bKeyFrame = true;
   frame.bDisplay = true;
@@ -165,27 +113,20 @@ bool MP4FileStream::ReadAudio(std::span<uint8_t> buffer, FrameRecord& frame) {
 }
 
 bool MP4FileStream::ReadVideo(std::span<uint8_t> buffer, FrameRecord& frame) {
-  if (m_bUnpacking && m_nVideoIndex >= m_Info.nTotalFrames) return false;
+  if (m_Library.IsUnpacking() && m_nVideoIndex >= m_Info.nTotalFrames) return false;
   const bool decodeOnly = m_nDecodeOnlyFrame != 0;
   const uint32_t number = decodeOnly ? m_nDecodeOnlyFrame : ++m_nVideoIndex;
   QP_FrameRequest request;
-  if (!Request(QP_TRACK_VIDEO, number, request) || !CopyFrame(request, buffer, frame)) return false;
+  if (!m_Library.Request(QP_TRACK_VIDEO, number, request) || !CopyFrame(request, buffer, frame)) return false;
   frame.ftFrameType = QFT_Video;
   frame.bKeyFrame = request.bKeyFrame != 0;
   frame.bDisplay = !decodeOnly;
   m_llLastVideoTime = request.llTimeStamp;
-  kitc_log(m_bUnpacking ? kLogError : kLogDebug, kSource, __LINE__, "read next video frame, id=%d",
+  kitc_log(m_Library.IsUnpacking() ? kLogError : kLogDebug, kSource, __LINE__, "read next video frame, id=%d",
            static_cast<int>(m_nVideoIndex));
   if (frame.bKeyFrame) m_nLastKeyNumber = number;
   m_nDecodeOnlyFrame = 0;
   return true;
-}
-
-bool MP4FileStream::Request(uint32_t track, uint32_t number, QP_FrameRequest& request) {
-  request = {};
-  request.nTrack = track;
-  request.nFrame = number;
-  return (m_bUnpacking ? QP_UnpkgOneFrame(m_hLibrary, &request) : QP_ReadFile(m_hLibrary, &request)) != 0;
 }
 
 bool MP4FileStream::Seek(uint32_t target) {
@@ -199,7 +140,7 @@ bool MP4FileStream::SeekFirstKeyFrame() {
   QP_FrameRequest request = {};
   uint32_t number = 0;
   while (request.bKeyFrame == 0)
-    if (IsInterrupted() || !Request(QP_TRACK_VIDEO, ++number, request)) return false;
+    if (IsInterrupted() || !m_Library.Request(QP_TRACK_VIDEO, ++number, request)) return false;
   m_nDecodeOnlyFrame = 0;
   m_nVideoIndex = number - 1;
   return true;
@@ -207,9 +148,7 @@ bool MP4FileStream::SeekFirstKeyFrame() {
 
 bool MP4FileStream::SeekKeyFrameFor(uint32_t target) {
   uint32_t keyNumber = 0, continueNumber = 0;
-  const int32_t result = m_bUnpacking ? QP_UpkVIdrFrameNo(m_hLibrary, target, &keyNumber, &continueNumber)
-                                      : QP_ReadVIdrFrameNo(m_hLibrary, target, &keyNumber, &continueNumber);
-  if (result <= 0 || keyNumber == 0) return false;
+  if (!m_Library.FindStart(target, keyNumber, continueNumber)) return false;
   m_nDecodeOnlyFrame = continueNumber != 0 ? keyNumber : 0;
   m_nVideoIndex = (continueNumber != 0 ? continueNumber : keyNumber) - 1;
   return true;
@@ -220,7 +159,7 @@ bool MP4FileStream::ResynchroniseAudio() {
   m_llLastAudioTime = kNotPlaced;
   if (m_Info.nAudioFrames == 0) return true;
   QP_FrameRequest reference;
-  if (!Request(QP_TRACK_VIDEO, m_nVideoIndex + 1, reference)) return false;
+  if (!m_Library.Request(QP_TRACK_VIDEO, m_nVideoIndex + 1, reference)) return false;
   uint32_t number = 0;
   int64_t timestamp = 0;
   if (!FindAudio(static_cast<uint64_t>(reference.llTimeStamp), number, timestamp)) return false;
@@ -240,7 +179,7 @@ bool MP4FileStream::FindAudio(uint64_t fromMs, uint32_t& number, int64_t& timest
     if (IsInterrupted()) return false;
     const uint64_t middle = first + (end - first) / 2;
     QP_FrameRequest request;
-    const bool read = Request(QP_TRACK_AUDIO, static_cast<uint32_t>(middle), request);
+    const bool read = m_Library.Request(QP_TRACK_AUDIO, static_cast<uint32_t>(middle), request);
     if (read && static_cast<uint64_t>(request.llTimeStamp) < fromMs) {
       first = middle + 1;
       continue;

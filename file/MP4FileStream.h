@@ -2,17 +2,14 @@
 #pragma once
 
 #include <cstdint>
-#include <string>
 
 #include "file/MediaFileStream.h"
-#include "qmp4pkg.h"
+#include "file/Mp4Library.h"
 
 class MP4FileStream : public MediaFileStream {
  public:
-  ~MP4FileStream() override { CloseLibrary(); }
-
   bool Open(const char* fileName) override;
-  void Close() override { CloseLibrary(); }
+  void Close() override { m_Library.Close(); }
   // A frame that is larger than the buffer is skipped.
   bool ReadFrame(std::span<uint8_t> buffer, FrameRecord& frame) override;
   // An MP4 file has no stream header: the whole buffer is zeroed.
@@ -23,20 +20,11 @@ class MP4FileStream : public MediaFileStream {
   bool GetKeyFramePos(uint32_t& position, uint32_t& frameNo) const override;
 
  private:
-  // What both modes' descriptions say.
-  struct Description {
-    std::string videoCode, audioCode;
-    uint32_t nWidth = 0, nHeight = 0;  // pixels
-    uint32_t nVideoFrames = 0, nAudioFrames = 0;
-    double dFrameRate = 0;  // frames per second
-  };
+  using Description = Mp4Library::Description;
 
-  bool OpenLibrary(const char* fileName, Description& description);
   bool TakeDescription(const Description& description);
   bool TakeAudioDescription(const Description& description);
-  void CloseLibrary();
 
-  bool Request(uint32_t track, uint32_t number, QP_FrameRequest& request);
   bool AudioIsDue() const;
   bool ReadAudio(std::span<uint8_t> buffer, FrameRecord& frame);
   bool ReadVideo(std::span<uint8_t> buffer, FrameRecord& frame);
@@ -49,11 +37,8 @@ class MP4FileStream : public MediaFileStream {
 
   static constexpr int64_t kNotPlaced = -1;
 
-  // Constant while open.
-  QP_Handle m_hLibrary = nullptr;
-  bool m_bUnpacking = true;  // else index mode
-
   // The reading thread's; the offset is set before it runs.
+  Mp4Library m_Library;
   int32_t m_nAVOffset = 0;     // ms
   uint32_t m_nAudioIndex = 0;  // number of the last sound frame read
   int64_t m_llLastVideoTime = 0;

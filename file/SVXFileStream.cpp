@@ -11,11 +11,8 @@ constexpr size_t kLargestRecordBytes = svx::kRecordHeadBytes + svx::kMaxPayloadB
 constexpr size_t kImageTotalFramesOffset = 12;
 
 uint32_t CodecOfVersion(uint8_t version) {
+  if (svx::IsOlderCodec(version)) return kCodecQdec04;
   switch (version) {
-    case 4:
-    case 8:
-    case 9:
-      return kCodecQdec04;
     case 5:
     case 7:
     case 16:
@@ -41,15 +38,16 @@ bool SVXFileStream::ReadFileHeader() {
   while (m_Window.Bytes().size() < svx::kHeaderBytes) {
     if (!m_Window.Refill()) return false;
   }
-  const std::span<const uint8_t> header = m_Window.Bytes().first(svx::kHeaderBytes);
-  if (!std::ranges::equal(header.first(sizeof svx::kMagic), svx::kMagic)) return false;
-  m_Info.nVideoCodecID = CodecOfVersion(header[svx::kVersionOffset]);
+  const std::span<const uint8_t> bytes = m_Window.Bytes().first(svx::kHeaderBytes);
+  svx::Header header;
+  if (!svx::ReadHeader(bytes, header)) return false;
+  m_Info.nVideoCodecID = CodecOfVersion(header.nVersion);
   if (m_Info.nVideoCodecID == kCodecNone) return false;
 
-  m_Info.nWidth = svx::ReadWord(&header[svx::kWidthOffset]);
-  m_Info.nHeight = svx::ReadWord(&header[svx::kHeightOffset]);
-  m_Info.nTotalFrames = svx::ReadWord(&header[svx::kTotalFramesOffset]);
-  m_Info.nFrameRateNum = svx::ReadWord(&header[svx::kVideoStandardOffset]) == 0 ? 25 : 30;
+  m_Info.nWidth = header.nWidth;
+  m_Info.nHeight = header.nHeight;
+  m_Info.nTotalFrames = header.nTotalFrames;
+  m_Info.nFrameRateNum = header.FramesPerSecond();
   m_Info.nFrameRateDen = 1;
   m_Info.nAudioCodecID = kCodecPcm;
   m_Info.nAudioChannels = 1;
@@ -57,10 +55,10 @@ bool SVXFileStream::ReadFileHeader() {
   m_Info.nAudioBits = svx::kAudioBits;
   m_Info.nAudioFrames = MediaInfo::kCountUnknown;
 
-  std::ranges::copy(header.first(m_HeaderImage.size()), m_HeaderImage.begin());
-  std::ranges::copy(header.subspan(svx::kTotalFramesOffset, 4),
+  std::ranges::copy(bytes.first(m_HeaderImage.size()), m_HeaderImage.begin());
+  std::ranges::copy(bytes.subspan(svx::kTotalFramesOffset, 4),
                     m_HeaderImage.begin() + kImageTotalFramesOffset);
-  m_Scanner = SvxRecordScanner(header.first<4>());
+  m_Scanner = SvxRecordScanner(bytes.first<4>());
   return true;
 }
 

@@ -2,7 +2,9 @@
 // fields are little-endian.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
+#include <span>
 
 namespace svx {
 
@@ -17,6 +19,9 @@ constexpr uint32_t kTotalFramesOffset = 44;    // video frames
 
 constexpr uint8_t kVersionOlderCodec = 4;  // also 8, 9
 constexpr uint8_t kVersionH264 = 5;        // also 7, 16, 17
+constexpr bool IsOlderCodec(uint8_t version) {
+  return version == 4 || version == 8 || version == 9;
+}
 
 // Sound is always 8-bit PCM at 8 kHz, one channel.
 constexpr uint32_t kAudioSampleRate = 8000;
@@ -24,6 +29,26 @@ constexpr uint32_t kAudioBits = 8;
 
 constexpr uint32_t ReadWord(const uint8_t* bytes) {
   return bytes[0] | bytes[1] << 8 | bytes[2] << 16 | static_cast<uint32_t>(bytes[3]) << 24;
+}
+
+struct Header {
+  uint8_t nVersion = 0;
+  uint32_t nWidth = 0;  // pixels
+  uint32_t nHeight = 0;
+  uint32_t nTotalFrames = 0;  // video frames
+  uint32_t nVideoStandard = 0;
+
+  uint32_t FramesPerSecond() const { return nVideoStandard == 0 ? 25 : 30; }
+};
+// False for fewer than kHeaderBytes and without the magic. Any version is read.
+inline bool ReadHeader(std::span<const uint8_t> bytes, Header& header) {
+  if (bytes.size() < kHeaderBytes || !std::equal(kMagic, kMagic + sizeof kMagic, bytes.begin())) return false;
+  header = {.nVersion = bytes[kVersionOffset],
+            .nWidth = ReadWord(&bytes[kWidthOffset]),
+            .nHeight = ReadWord(&bytes[kHeightOffset]),
+            .nTotalFrames = ReadWord(&bytes[kTotalFramesOffset]),
+            .nVideoStandard = ReadWord(&bytes[kVideoStandardOffset])};
+  return true;
 }
 
 // A record: the sync word, a head word, and 1 to kMaxPayloadBytes of payload.

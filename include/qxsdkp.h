@@ -621,21 +621,15 @@ QXSP_API int32_t QXSP_CALL QXSP_SetAudioPreview(uint32_t nPlayerID, void* pWindo
 
 // Opens a file and reports what it is: MP4 when its name ends in exactly ".mp4", else the library's own
 // format. Answers a handle for QXSP_MediaFileClose, or null; *pInfo counts only after success.
-//
-// Not available in this version: answers null.
 QXSP_API void* QXSP_CALL QXSP_MediaFileOpen(const char* pszFileName, QXSP_MEDIA_FILE_INFO* pInfo);
 
 // Decodes the first key frame at or after dwFrameNum, the first is 1, of an MP4 file into pBuffer, as
 // QXSP_GetBitmap lays it out. Answers its frame number; -1 when there is none, for other files, or with too
 // little room. With a null pBuffer only answers the number. Blocks while it reads and decodes.
-//
-// Not available in this version: answers -1.
 QXSP_API int32_t QXSP_CALL QXSP_MediaFileGetOneFrame(void* pFile, uint32_t dwFrameNum, void* pBuffer,
                                                      uint32_t dwSize);
 
 // Closes a handle of QXSP_MediaFileOpen; null is ignored.
-//
-// Not available in this version: does nothing.
 QXSP_API void QXSP_CALL QXSP_MediaFileClose(void* pFile);
 
 #ifdef __cplusplus
