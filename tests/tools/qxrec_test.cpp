@@ -18,7 +18,6 @@
 
 namespace {
 
-using testing::AllOf;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using Bytes = std::vector<uint8_t>;
@@ -189,6 +188,16 @@ class QxRec : public testing::Test {
     m_strOutput = program.Output();
     return result;
   }
+  // The same on a disk that is full after so many bytes.
+  int RunOnSmallDisk(std::vector<std::string> arguments, rlim_t bytes) {
+    rlimit before{};
+    getrlimit(RLIMIT_FSIZE, &before);
+    const rlimit small{.rlim_cur = bytes, .rlim_max = before.rlim_max};
+    setrlimit(RLIMIT_FSIZE, &small);
+    const int result = Run(std::move(arguments));
+    setrlimit(RLIMIT_FSIZE, &before);
+    return result;
+  }
   size_t Files() const {
     return static_cast<size_t>(std::distance(std::filesystem::directory_iterator(m_Dir.Path()), {}));
   }
@@ -292,18 +301,6 @@ TEST_F(QxRec, RefusesAndLeavesNothing) {
   EXPECT_THAT(m_strOutput, HasSubstr("is a recording already"));
 }
 
-TEST_F(QxRec, AFullDiskLeavesNothing) {
-  rlimit before{};
-  getrlimit(RLIMIT_FSIZE, &before);
-  const rlimit small{.rlim_cur = 8192, .rlim_max = before.rlim_max};
-  setrlimit(RLIMIT_FSIZE, &small);
-  const int result = Run({Clip("camera.mp4"), m_strFile});
-  setrlimit(RLIMIT_FSIZE, &before);
-  EXPECT_EQ(result, 1);
-  EXPECT_THAT(m_strOutput, HasSubstr("cannot be written"));
-  EXPECT_EQ(Files(), 0u);
-}
-
 TEST_F(QxRec, AnInterruptLeavesNothing) {
   ChildProgram program(QX_REC, {Clip("hours.ffconcat"), m_Dir / "a.sv4"});
   ASSERT_TRUE(program.ReadUntil(" x  ")) << program.Output();
@@ -345,7 +342,7 @@ std::vector<RtspCamera::AccessUnit> CameraUnits() {
 TEST_F(QxRec, ACameraIsRecordedUntilSomeoneEndsIt) {
   const RtspCamera leaving(CameraUnits());
   EXPECT_EQ(Run({"--live", leaving.Address(), m_strFile}), 3) << m_strOutput;
-  EXPECT_THAT(m_strOutput, AllOf(HasSubstr("ended by itself")));
+  EXPECT_THAT(m_strOutput, HasSubstr("the recording ended by itself"));
   EXPECT_EQ(Read(m_strFile).pictures, 250u);
 
   const RtspCamera staying(CameraUnits(), true);
@@ -361,6 +358,20 @@ TEST_F(QxRec, ACameraIsRecordedUntilSomeoneEndsIt) {
   EXPECT_EQ(Run({"-f", "--live", "--timeout=1", mute.Address(), m_strFile}), 1);
   EXPECT_THAT(m_strOutput, HasSubstr("no answer within 1 s"));
   EXPECT_EQ(Files(), 1u) << "the earlier recording stays";
+}
+
+TEST_F(QxRec, AFullDiskKeepsOnlyWhatNoOneHasAnyMore) {
+  EXPECT_EQ(RunOnSmallDisk({Clip("camera.mp4"), m_strFile}, 8192), 1);
+  EXPECT_THAT(m_strOutput, HasSubstr("cannot be written"));
+  EXPECT_EQ(Files(), 0u);
+
+  const RtspCamera camera(CameraUnits());
+  EXPECT_EQ(RunOnSmallDisk({"--live", camera.Address(), m_strFile}, 300'000), 3);
+  EXPECT_THAT(m_strOutput, HasSubstr("cannot be written"));
+  const Recorded recorded = Read(m_strFile);
+  EXPECT_GT(recorded.pictures, 100u);
+  EXPECT_LT(recorded.pictures, 250u);
+  EXPECT_EQ(recorded.info.nTotalFrames, recorded.pictures) << "none is cut off";
 }
 
 }  // namespace

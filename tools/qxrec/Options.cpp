@@ -130,8 +130,8 @@ std::string_view UsageText() {
 INPUT is any file or address that libavformat reads. Sound becomes 8 kHz, 8 bits, one channel.
 
   -f, --force    replace OUTPUT
-  --live         the input has no end of its own: Ctrl-C or --seconds end the recording, and so
-                 does a camera that goes away; what came until then is kept
+  --live         the input has no end of its own: Ctrl-C or --seconds end the recording; so do
+                 a camera that goes away and a full disk, and what came until then is kept
   --seconds N    record N seconds
   --no-sound     leave the sound out
   --timeout N    give up on an input that does not answer for N seconds (10)
@@ -139,6 +139,6 @@ INPUT is any file or address that libavformat reads. Sound becomes 8 kHz, 8 bits
   -h, --help     this text
 
 OUTPUT appears when it is complete, and not at all when anything fails.
-Result: 0 recorded, 1 failed or interrupted, 2 wrong options, 3 the live input ended by itself.
+Result: 0 recorded, 1 failed or interrupted, 2 wrong options, 3 a live recording ended by itself.
 )";
 }

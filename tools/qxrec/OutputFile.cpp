@@ -51,16 +51,29 @@ bool OutputFile::Open(const std::string& name) {
 }
 
 bool OutputFile::Append(std::span<const uint8_t> bytes) {
+  if (!m_strError.empty()) return false;
   if (bytes.size() > kBufferBytes - m_Buffer.size() && !Flush()) return false;
   const uint64_t offset = m_llBytes;
   m_llBytes += bytes.size();
-  if (bytes.size() > kBufferBytes) return WriteAt(offset, bytes);
+  if (bytes.size() > kBufferBytes) {
+    if (!WriteAt(offset, bytes)) return false;
+    m_llWritten = m_llBytes;
+    return true;
+  }
   m_Buffer.insert(m_Buffer.end(), bytes.begin(), bytes.end());
   return true;
 }
 
 bool OutputFile::Overwrite(uint64_t offset, std::span<const uint8_t> bytes) {
   return Flush() && WriteAt(offset, bytes);
+}
+
+bool OutputFile::CutBack(uint64_t size) {
+  if (m_nFile < 0) return false;
+  m_strError.clear();
+  m_Buffer.clear();
+  m_llBytes = m_llWritten = size;
+  return ftruncate(m_nFile, static_cast<off_t>(size)) == 0 || Fail("cannot be cut", errno);
 }
 
 bool OutputFile::Commit(bool replace) {
@@ -90,9 +103,10 @@ bool OutputFile::MoveIntoPlace(bool replace) {
 }
 
 bool OutputFile::Flush() {
-  const bool written = WriteAt(m_llBytes - m_Buffer.size(), m_Buffer);
+  if (!m_strError.empty() || !WriteAt(m_llBytes - m_Buffer.size(), m_Buffer)) return false;
   m_Buffer.clear();
-  return written;
+  m_llWritten = m_llBytes;
+  return true;
 }
 
 bool OutputFile::WriteAt(uint64_t offset, std::span<const uint8_t> bytes) {

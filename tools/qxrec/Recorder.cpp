@@ -208,23 +208,29 @@ bool Recorder::SendSound(const AVPacket* packet) {
   return !m_bSoundFailed;
 }
 
+// A file that could not be converted whole is still there to be converted again; what a camera showed is not.
 Outcome Recorder::Finish(End end) {
   const bool isInterrupted = end == End::kWanted && m_bStop;
-  const bool isWhole =
-      m_Options.live ? end != End::kFailed : end == End::kInput || (end == End::kWanted && !isInterrupted);
-  if (!isWhole) return Outcome::kFailed;
-  const bool sent = (!m_pSound || SendSound(nullptr)) && SendVideo(nullptr) && m_Recording->Flush();
-  if (!sent) return Outcome::kFailed;
-  if (m_Recording->Frames() == 0) {
-    if (!isInterrupted && m_Input.Error().empty())
+  const bool isAllThere = end == End::kInput || (end == End::kWanted && !isInterrupted);
+  if (!isAllThere && !m_Options.live) return Outcome::kFailed;
+  bool isWhole =
+      end != End::kFailed && (!m_pSound || SendSound(nullptr)) && SendVideo(nullptr) && m_Recording->Flush();
+  if (!isWhole && !m_Options.live) return Outcome::kFailed;
+  std::string reason = isWhole ? m_Input.Error() : Reason();
+  if (m_Writer.VideoRecords() == 0) {
+    if (!isInterrupted && reason.empty())
       Fail(m_Options.input + ": no picture in it can be decoded, or none is a key frame");
     return Outcome::kFailed;
   }
-  if (!m_Writer.Finish(m_Options.force)) return Outcome::kFailed;
+  if (!m_Writer.Finish(m_Options.force)) {
+    if (reason.empty()) reason = m_Writer.Error();
+    isWhole = false;
+    if (!m_Options.live || !m_Writer.FinishWhatIsThere(m_Options.force)) return Outcome::kFailed;
+  }
   TellResult();
-  if (!m_Options.live || end == End::kWanted) return Outcome::kRecorded;
-  if (!m_Input.Error().empty()) m_Console.Complain(m_Input.Error());
-  m_Console.Complain(m_Options.input + ": ended by itself; what came until then is recorded");
+  if (!m_Options.live || (isWhole && end == End::kWanted)) return Outcome::kRecorded;
+  if (!reason.empty()) m_Console.Complain(reason);
+  m_Console.Complain(m_Options.input + ": the recording ended by itself; what came until then is kept");
   return Outcome::kEndedByItself;
 }
 
@@ -251,8 +257,10 @@ void Recorder::TellResult() {
   RecordProgress progress = Progress();
   progress.recordedSeconds = static_cast<double>(m_Writer.VideoRecords()) / m_TimeLine->FramesPerSecond();
   if (m_Console.IsTerminal()) m_Console.Progress(ProgressLine(progress, true));
-  const uint64_t fills = m_Writer.VideoRecords() - m_Recording->Frames();
-  std::string text = m_Options.output + ": " + std::to_string(m_Recording->Frames()) + " frames";
+  // After a failure fewer than came.
+  const uint64_t frames = std::min<uint64_t>(m_Recording->Frames(), m_Writer.VideoRecords());
+  const uint64_t fills = m_Writer.VideoRecords() - frames;
+  std::string text = m_Options.output + ": " + std::to_string(frames) + " frames";
   if (fills > 0) text += " and " + std::to_string(fills) + " repeats";
   text += ", " + Hundredths(progress.recordedSeconds) + " s, " + SizeText(m_Writer.Bytes());
   const VideoTrack::Losses& lost = m_pVideo->Lost();

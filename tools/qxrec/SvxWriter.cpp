@@ -70,14 +70,37 @@ bool SvxWriter::WriteRecord(svx::RecordType type, std::span<const uint8_t> paylo
   PutWord(head + kSyncBytes,
           svx::MakeHeadWord({.nType = type, .nPayloadBytes = static_cast<uint32_t>(payload.size())}));
   if (type != svx::kAudio) ++m_nVideoRecords;
-  return m_File.Append(head) && m_File.Append(payload);
+  if (!m_File.Append(head) || !m_File.Append(payload)) return false;
+  MarkRecord();
+  return true;
+}
+
+void SvxWriter::MarkRecord() {
+  m_Marks.push_back({m_File.Bytes(), m_nVideoRecords});
+  while (m_Marks.size() > 1 && IsWritten(m_Marks[1]))
+    m_Marks.pop_front();
+}
+
+// With the sync word of the next record, which can end a file as well.
+bool SvxWriter::IsWritten(const Mark& mark) const {
+  return mark.llOffset + svx::kTrailerBytes <= m_File.BytesWritten();
 }
 
 bool SvxWriter::Finish(bool replace) {
   uint8_t trailer[svx::kTrailerBytes];
   PutSync(trailer, m_Parameters.version);
+  return m_File.Append(trailer) && Commit(replace);
+}
+
+bool SvxWriter::FinishWhatIsThere(bool replace) {
+  if (m_Marks.empty() || !IsWritten(m_Marks[0])) return false;
+  m_nVideoRecords = m_Marks[0].nVideoRecords;
+  return m_File.CutBack(m_Marks[0].llOffset + svx::kTrailerBytes) && Commit(replace);
+}
+
+bool SvxWriter::Commit(bool replace) {
   uint8_t total[4];
   PutWord(total, m_nVideoRecords);
-  return m_File.Append(trailer) && m_File.Overwrite(svx::kTotalFramesOffset, total) &&
+  return m_File.Overwrite(svx::kTotalFramesOffset, total) &&
          m_File.Overwrite(kStreamHeaderTotalOffset, total) && m_File.Commit(replace);
 }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <deque>
 #include <span>
 #include <string>
 
@@ -27,6 +28,9 @@ class SvxWriter {
   bool WriteSound(std::span<const uint8_t> samples);
   // Ends the file and puts it in its place; without it nothing is left.
   bool Finish(bool replace);
+  // Where the disk kept Finish from it: with the records that got there before. False when there are none, or
+  // when that fails, too.
+  bool FinishWhatIsThere(bool replace);
 
   uint32_t VideoRecords() const { return m_nVideoRecords; }
   uint64_t Bytes() const { return m_File.Bytes(); }
@@ -36,11 +40,21 @@ class SvxWriter {
   static uint32_t MostFrameBytes(uint8_t version);
 
  private:
+  // Where a record ended.
+  struct Mark {
+    uint64_t llOffset = 0;
+    uint32_t nVideoRecords = 0;
+  };
+
   bool WriteRecord(svx::RecordType type, std::span<const uint8_t> payload);
+  void MarkRecord();
+  bool IsWritten(const Mark& mark) const;
+  bool Commit(bool replace);
 
   std::string m_strName;
   SvxParameters m_Parameters;
   OutputFile m_File;
   uint32_t m_nVideoRecords = 0;
+  std::deque<Mark> m_Marks;  // the last one that is on the disk, and those behind it
   std::string m_strError;
 };
