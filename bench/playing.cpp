@@ -8,8 +8,6 @@ extern "C" {
 }
 #include <sys/resource.h>
 
-#include <algorithm>
-#include <chrono>
 #include <condition_variable>
 #include <cstdio>
 #include <cstdlib>
@@ -23,11 +21,11 @@ extern "C" {
 #include <thread>
 #include <vector>
 
+#include "bench/Measure.h"
 #include "qxsdkp.h"
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
 using AccessUnit = std::vector<uint8_t>;
 
 constexpr int kRounds = 5;
@@ -77,15 +75,6 @@ double CpuMs() {
   getrusage(RUSAGE_SELF, &usage);
   const auto ms = [](const timeval& time) { return time.tv_sec * 1e3 + time.tv_usec / 1e3; };
   return ms(usage.ru_utime) + ms(usage.ru_stime);
-}
-
-double MsSince(Clock::time_point start) {
-  return std::chrono::duration<double, std::milli>(Clock::now() - start).count();
-}
-
-double Quantile(std::vector<double> values, double q) {
-  std::sort(values.begin(), values.end());
-  return values[static_cast<size_t>(q * static_cast<double>(values.size() - 1))];
 }
 
 // One thread, low delay, no output: the reference. Returns CPU ms; `perFrameMs` receives the time of each
