@@ -2,8 +2,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <png.h>
+#include <pty.h>
+#include <sys/wait.h>
+#include <termios.h>
 #include <unistd.h>
 
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <set>
@@ -81,6 +85,20 @@ TEST_F(QxPlay, OthersGoOnWhenASourceFails) {
   EXPECT_GT(ColoursOfSheet(), 100u);
 }
 
+// Beside one that is none, and a stream that the library does not open by itself.
+TEST_F(QxPlay, PlaysRecordings) {
+  const std::string noise = testing::TempDir() + "noise.sv5";
+  std::ofstream(noise) << std::string(5000, 'x');
+  Program program({Clip("h264.sv5"), noise, Clip("missing.mp4"), Clip("h264.mkv"), "--sheet=" + m_strSheet});
+  EXPECT_EQ(program.Finish(), 1);
+  EXPECT_THAT(program.Output(), HasSubstr("noise.sv5: the player library cannot play this file"));
+  EXPECT_THAT(program.Output(), HasSubstr("missing.mp4: No such file"));
+  EXPECT_THAT(program.Output(), HasSubstr("frame 25 of 25"));
+  EXPECT_THAT(program.Output(), testing::ContainsRegex("presented (49|50) pictures"));  // see Tile::OnOpened
+  EXPECT_GT(ColoursOfSheet(), 100u);
+  std::filesystem::remove(noise);
+}
+
 TEST_F(QxPlay, TellsWhenNothingWasPresented) {
   Program program(Fast({Clip("other.webm")}));
   EXPECT_EQ(program.Finish(), 1);
@@ -104,9 +122,62 @@ TEST_F(QxPlay, CtrlCEndsItInOrder) {
   EXPECT_GT(ColoursOfSheet(), 100u);
 }
 
-TEST_F(QxPlay, SecondsEndIt) {
-  Program program(Fast({Clip("h264.mp4"), "--loop", "--seconds=1"}));
+TEST_F(QxPlay, LoopsUntilTheTimeIsOver) {
+  Program program({Clip("h264.mp4"), "--loop", "--seconds=2", "--no-sheet"});
   EXPECT_EQ(program.Finish(), 0) << program.Output();
+  int presented = 0;
+  const size_t summary = program.Output().find("presented ");
+  ASSERT_NE(summary, std::string::npos);
+  EXPECT_EQ(sscanf(program.Output().c_str() + summary, "presented %d", &presented), 1);
+  EXPECT_GT(presented, 30);  // of a file of 25
+}
+
+// On a terminal of its own, which it leaves as it was.
+TEST_F(QxPlay, TakesKeysFromTheTerminal) {
+  int terminal = -1;
+  const pid_t process = forkpty(&terminal, nullptr, nullptr, nullptr);
+  ASSERT_GE(process, 0);
+  const std::string file = Clip("h264.sv5");
+  if (process == 0) {
+    execl(QX_PLAY, QX_PLAY, file.c_str(), "--loop", "--no-sheet", nullptr);
+    _exit(99);
+  }
+  termios before{}, after{};
+  tcgetattr(terminal, &before);
+  std::string output;
+  const auto readUntil = [&](const char* words) {
+    char bytes[256];
+    while (output.find(words) == std::string::npos) {
+      const ssize_t count = read(terminal, bytes, sizeof(bytes));
+      if (count <= 0) return false;
+      output.append(bytes, static_cast<size_t>(count));
+    }
+    output.erase(0, output.find(words) + 1);
+    return true;
+  };
+  const struct {
+    const char* key;
+    const char* words;
+  } steps[] = {{"", "1x"},
+               {" ", "paused"},
+               {"5", "frame 11 of 25"},
+               {".", "frame 12 of 25"},
+               {"\x1b[D", "frame 1 of 25"},
+               {"]", "2x"},
+               {"m", "muted"}};
+  for (const auto& step : steps) {
+    EXPECT_EQ(write(terminal, step.key, strlen(step.key)), static_cast<ssize_t>(strlen(step.key)));
+    EXPECT_TRUE(readUntil(step.words)) << step.words << " after " << step.key << " not in " << output;
+  }
+  EXPECT_EQ(write(terminal, "q", 1), 1);
+  EXPECT_TRUE(readUntil("presented"));
+  tcgetattr(terminal, &after);
+  int status = 0;
+  readUntil("never said");
+  waitpid(process, &status, 0);
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+  EXPECT_EQ(after.c_lflag, before.c_lflag);
+  close(terminal);
 }
 
 TEST_F(QxPlay, WrongOptionsHaveAResultOfTheirOwn) {

@@ -74,6 +74,41 @@ INSTANTIATE_TEST_SUITE_P(Clips, EveryContainer,
                            return name;
                          });
 
+TEST(AccessUnitSource, DeliversSoundThatCannotBeTakenForVideo) {
+  const struct {
+    const char* clip;
+    SoundInfo sound;
+    int64_t leastMs;  // of sound
+  } cases[] = {{"trap.mkv", {SoundCodec::kPcm, 8000, 1, 16}, 1000},
+               {"alaw.mkv", {SoundCodec::kALaw, 8000, 1, 16}, 1000},
+               {"camera.mp4", {SoundCodec::kAac, 44100, 1, 16}, 1900},
+               {"fast.mkv", {SoundCodec::kPcm, 44100, 1, 16}, 900}};
+  for (const auto& one : cases) {
+    SCOPED_TRACE(one.clip);
+    AccessUnitSource source = SourceOf(Clip(one.clip));
+    ASSERT_TRUE(source.Open()) << source.Error();
+    EXPECT_EQ(source.Info().sound, one.sound);
+    int64_t last = 0, video = 0, bytes = 0;
+    while (const auto unit = source.Next()) {
+      if (!unit->sound) video = unit->timestampMs;
+      if (!unit->sound) continue;
+      EXPECT_FALSE(std::ranges::equal(unit->bytes.first(4), std::vector{0, 0, 0, 1}));
+      EXPECT_LE(unit->bytes.size(), 8192u);
+      EXPECT_GE(unit->timestampMs, last);
+      EXPECT_NEAR(unit->timestampMs, video, 600);
+      last = unit->timestampMs;
+      bytes += static_cast<int64_t>(unit->bytes.size());
+    }
+    const bool pcm = one.sound.codec == SoundCodec::kPcm;
+    EXPECT_GE(bytes, pcm ? one.leastMs * one.sound.sampleRate * 2 / 1000 : 1000);
+    EXPECT_GE(last, one.leastMs - 150);
+  }
+  AccessUnitSource unknown = SourceOf(Clip("opus.mkv"));
+  ASSERT_TRUE(unknown.Open());
+  EXPECT_FALSE(unknown.Info().sound);
+  EXPECT_THAT(unknown.Info().whyNoSound, HasSubstr("opus"));
+}
+
 TEST(AccessUnitSource, TimeGoesOnWhenItBeginsAgain) {
   AccessUnitSource source = SourceOf(Clip("h264.mp4"));
   ASSERT_TRUE(source.Open());

@@ -24,8 +24,9 @@ bool IsRecordedFile(std::string_view name) {
   return IsOwnFormat(name) || EndsIn(name, ".mp4");
 }
 
-FrameRate FrameRateOf(const std::string& file) {
+FileInfo ReadMp4Info(const std::string& file) {
   constexpr int kTimeoutSeconds = 10;
   AccessUnitSource source(file, kTimeoutSeconds, std::nullopt, [] { return false; });
-  return source.Open() ? source.Info().frameRate : FrameRate{};
+  if (!source.Open()) return {};
+  return {.width = source.Info().width, .height = source.Info().height, .frameRate = source.Info().frameRate};
 }

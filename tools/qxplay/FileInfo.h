@@ -12,5 +12,11 @@ bool IsRecordedFile(std::string_view name);
 // Whether it is the library's own format.
 bool IsOwnFormat(std::string_view name);
 
-// Of an MP4 file; the usual one when it cannot be found out.
-FrameRate FrameRateOf(const std::string& file);
+struct FileInfo {
+  int width = 0;  // pixels; 0: not known
+  int height = 0;
+  FrameRate frameRate;
+};
+
+// Of an MP4 file; what cannot be found out keeps its default.
+FileInfo ReadMp4Info(const std::string& file);

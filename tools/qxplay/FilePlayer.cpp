@@ -18,18 +18,19 @@ FilePlayer::~FilePlayer() {
 }
 
 void FilePlayer::Start() {
+  if (!IsOwnFormat(m_strFile)) m_Info = ReadMp4Info(m_strFile);
   if (!Open()) return;
-  m_FrameRate = ReadFrameRate();
   m_Transport.emplace(static_cast<RecordedFile&>(*this), QXSP_GetTotalFrames(m_Tile.PlayerID()),
-                      static_cast<double>(m_FrameRate.num) / m_FrameRate.den, m_bLoop);
+                      static_cast<double>(m_Info.frameRate.num) / m_Info.frameRate.den, m_bLoop);
 }
 
-// The library has it in the header of its own format, and keeps that of MP4 to itself.
-FrameRate FilePlayer::ReadFrameRate() const {
-  if (!IsOwnFormat(m_strFile)) return FrameRateOf(m_strFile);
+// The library hands out the header of its own format.
+void FilePlayer::ReadHeader() {
   QXSP_SHORT_HEADER header{};
   QXSP_GetHeaderData(m_Tile.PlayerID(), &header, sizeof(header));
-  return {.num = static_cast<uint16_t>(header.dwVideoStandard == 0 ? 25 : 30), .den = 1};
+  m_Info.width = static_cast<int>(header.dwWidth);
+  m_Info.height = static_cast<int>(header.dwHeight);
+  m_Info.frameRate = {.num = static_cast<uint16_t>(header.dwVideoStandard == 0 ? 25 : 30), .den = 1};
 }
 
 void FilePlayer::Stop() {
@@ -51,7 +52,8 @@ bool FilePlayer::Open() {
     Fail(readable ? "the player library cannot play this file" : std::strerror(errno));
     return false;
   }
-  m_Tile.OnOpened();
+  if (IsOwnFormat(m_strFile)) ReadHeader();
+  m_Tile.OnOpened(m_Info.width, m_Info.height);
   return true;
 }
 
@@ -75,7 +77,7 @@ void FilePlayer::Do(const Command& command, Time now) {
 
 std::optional<FileStatus> FilePlayer::Status() const {
   if (!m_Transport) return std::nullopt;
-  const double secondsPerFrame = static_cast<double>(m_FrameRate.den) / m_FrameRate.num;
+  const double secondsPerFrame = static_cast<double>(m_Info.frameRate.den) / m_Info.frameRate.num;
   const uint32_t frame = Position().frame;
   return FileStatus{.positionSeconds = frame * secondsPerFrame,
                     .totalSeconds = m_Transport->TotalFrames() * secondsPerFrame,

@@ -44,7 +44,7 @@ class FilePlayer : public Source, private RecordedFile, private TileListener {
   void OnNewPicture() override;
   void OnEndOfFile() override;
 
-  FrameRate ReadFrameRate() const;
+  void ReadHeader();
   FilePosition Position() const EXCLUDES(m_Mutex);
   void Fail(const std::string& text);
 
@@ -55,7 +55,7 @@ class FilePlayer : public Source, private RecordedFile, private TileListener {
   const std::function<void()> m_Wake;
 
   // Main thread.
-  FrameRate m_FrameRate;
+  FileInfo m_Info;
   std::optional<Transport> m_Transport;  // after the first successful Open
   bool m_bFailed = false;
   std::vector<uint32_t> m_LastPixels;  // of m_LastPicture

@@ -34,7 +34,7 @@ bool StreamPlayer::Open(const StreamInfo& info) {
   const QXSP_FILE_HEADER header = HeaderOf(info);
   m_Tile.OnOpening();
   if (QXSP_OpenStream(m_Tile.PlayerID(), &header, sizeof(header)) == 0) return false;
-  m_Tile.OnOpened();
+  m_Tile.OnOpened(info.width, info.height);
   return true;
 }
 

@@ -36,8 +36,11 @@ void Tile::OnOpening() {
   m_bOpen = false;
 }
 
-void Tile::OnOpened() {
+void Tile::OnOpened(int width, int height) {
   const MutexLock lock(m_Mutex);
+  m_nWidth = width;
+  m_nHeight = height;
+  if (width <= 0 || height <= 0) QXSP_GetBitmapSize(PlayerID(), &m_nWidth, &m_nHeight);
   m_bOpen = true;
   ShowInPlace();
   if (m_bSound) QXSP_SetAudioPreview(PlayerID(), m_pWindow, 1);
@@ -52,9 +55,7 @@ void Tile::Place(void* window, const Area& cell) {
 
 void Tile::ShowInPlace() {
   if (!m_bOpen || !m_pWindow) return;
-  int32_t width = 0, height = 0;
-  QXSP_GetBitmapSize(PlayerID(), &width, &height);
-  const Area picture = FitInside(m_Cell, width, height);
+  const Area picture = FitInside(m_Cell, m_nWidth, m_nHeight);
   {
     const MutexLock lock(m_PictureMutex);
     m_Picture = picture;

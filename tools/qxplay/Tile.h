@@ -46,8 +46,9 @@ class Tile {
 
   // Around the opening of a source. Any thread.
   void OnOpening() EXCLUDES(m_Mutex);
-  // The player forgot its window and its sound when it opened the source; this gives them back.
-  void OnOpened() EXCLUDES(m_Mutex);
+  // The player forgot its window and its sound when it opened the source; this gives them back. width,
+  // height: of the pictures; 0 asks the player, which may be at its first one and be done before it is seen.
+  void OnOpened(int width, int height) EXCLUDES(m_Mutex);
   // Puts the picture, in its own shape, into the middle of a cell of the window. Any thread.
   void Place(void* window, const Area& cell) EXCLUDES(m_Mutex);
   // Whether its sound is to be heard, of this source and of later ones. Any thread.
@@ -77,6 +78,8 @@ class Tile {
   bool m_bCounted = true;
   Mutex m_Mutex;  // held over calls that place the picture; the play thread takes m_PictureMutex only
   bool m_bOpen GUARDED_BY(m_Mutex) = false;
+  int m_nWidth GUARDED_BY(m_Mutex) = 0;  // of the source's pictures, pixels
+  int m_nHeight GUARDED_BY(m_Mutex) = 0;
   void* m_pWindow GUARDED_BY(m_Mutex) = nullptr;
   Area m_Cell GUARDED_BY(m_Mutex);
   bool m_bSound GUARDED_BY(m_Mutex) = false;

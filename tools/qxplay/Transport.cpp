@@ -36,8 +36,9 @@ void Transport::Do(const Command& command, Time now) {
       if (m_bSeeking) return;  // paused anyway, and goes on as the user wants when it has arrived
       return m_bPaused ? m_File.Pause() : Resume();
     case Kind::kStep:
+      if (m_bEnded) return;
       m_bPaused = true;
-      if (!m_bSeeking && !m_bEnded) m_File.StepForward();
+      if (!m_bSeeking) m_File.StepForward();
       return;
     case Kind::kSlower:
       return SetSpeed(std::max(m_nSpeed - 1, kSlowest), m_bKeyFramesOnly);
@@ -110,16 +111,16 @@ void Transport::Back(Time now) {
   SeekTo(justBegun ? std::max(key, 2u) - 1 : key, now);
 }
 
-// The library cannot be asked for the next key frame: the distance of the last ones is tried, and twice as
-// much when that leads no further than where it began.
+// The library cannot be asked for the next key frame: it is looked for at the distance of the last ones, and
+// at twice as much when that leads no further than where it began.
 void Transport::On(Time now) {
   if (m_bEnded) return;
   m_nReach = m_Position.interval != 0 ? m_Position.interval : kUsualSeconds * m_nFramesPerSecond;
-  const uint32_t key = m_Position.keyFrame;
-  // Else none is to be expected: going there would lead back to this one.
-  if (key > m_nLastFrame || m_nReach > m_nLastFrame - key) return;
+  const uint64_t afterKey = uint64_t{m_Position.keyFrame} + m_nReach;
+  const uint64_t expected = afterKey > m_Position.frame ? afterKey : uint64_t{m_Position.frame} + m_nReach;
+  if (expected > m_nLastFrame) return;  // none is left, and the jump would lead back
   m_nBeyond = m_Position.frame;
-  SeekTo(key + m_nReach, now);
+  SeekTo(m_nBeyond + m_nReach, now);
 }
 
 void Transport::SeekTo(uint32_t frame, Time now) {
@@ -165,7 +166,7 @@ void Transport::Arrive(Time now) {
     if (m_nTarget > m_Position.frame) return Jump(now);
   } else if (m_nBeyond != 0 && m_Position.frame <= m_nBeyond && m_nTarget < m_nLastFrame) {
     m_nReach = std::min(m_nReach, m_nLastFrame / 2) * 2;
-    m_nTarget = std::min(std::min(m_Position.keyFrame, m_nLastFrame) + m_nReach, m_nLastFrame);
+    m_nTarget = std::min(m_nBeyond + m_nReach, m_nLastFrame);
     return Jump(now);
   }
   m_bSeeking = false;

@@ -98,7 +98,7 @@ class Transport {
   bool m_bOpening = false;      // the file was opened anew and has not shown its first picture
   uint32_t m_nTarget = 0;       // frame
   uint32_t m_nBeyond = 0;       // the jump has to lead behind this frame; 0: anywhere
-  uint32_t m_nReach = 0;        // of a jump behind m_nBeyond: frames from its key frame on
+  uint32_t m_nReach = 0;        // how far behind it, frames
   uint32_t m_nShownBefore = 0;  // frames shown and read last when the jump was asked for
   uint32_t m_nReadBefore = 0;
   Time m_Deadline{};
