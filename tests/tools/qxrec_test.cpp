@@ -179,6 +179,16 @@ TEST_F(RecordingTest, APictureStaysForItsSoundUntilTheLimit) {
   EXPECT_EQ(End().kinds.size(), 100u);
 }
 
+TEST_F(RecordingTest, AFileThatAppearsMeanwhileStays) {
+  Begin();
+  Video(0);
+  std::ofstream(m_strName) << "other";
+  EXPECT_TRUE(m_Recording->Flush());
+  EXPECT_FALSE(m_Writer.Finish(false));
+  EXPECT_THAT(m_Writer.Error(), HasSubstr("File exists"));
+  EXPECT_EQ(std::filesystem::file_size(m_strName), 5u);
+}
+
 class QxRec : public testing::Test {
  protected:
   // Runs to its end; the result.
