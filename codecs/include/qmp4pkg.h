@@ -5,6 +5,8 @@
  * 1, in the order in which they are decoded. Video comes with start codes, key frames with their parameter
  * sets in front.
  *
+ * Outside Windows a sound track ends with an empty frame that is later than every picture.
+ *
  * A handle belongs to one thread at a time; different handles are independent. */
 #ifndef QMP4PKG_H
 #define QMP4PKG_H

@@ -11,6 +11,8 @@ namespace {
 // Larger ones come from damaged tables only.
 constexpr uint32_t kMaxFrameBytes = 64 * 1024 * 1024;
 
+constexpr int64_t kAfterEverything = INT64_MAX;
+
 }  // namespace
 
 Mp4Reader::Mp4Reader(InputFile file, FrameTable table) : m_File(std::move(file)), m_Table(std::move(table)) {
@@ -43,10 +45,15 @@ std::optional<Mp4Reader::Frame> Mp4Reader::ReadVideo(uint32_t number) {
 }
 
 std::optional<Mp4Reader::Frame> Mp4Reader::ReadAudio(uint32_t number) {
-  if (number == 0 || number > m_Table.audio.size()) return std::nullopt;
+  if (number == 0 || number > AudioFrames()) return std::nullopt;
+  if (number == AudioFrames()) return Frame{.bytes = {}, .llTimeMs = kAfterEverything, .bKeyFrame = false};
   const FrameEntry& entry = m_Table.audio[number - 1];
   if (!IsPlausible(entry) || !Reserve(entry.nSize) || !ReadInto(m_pBuffer.get(), entry)) return std::nullopt;
   return Frame{.bytes = {m_pBuffer.get(), entry.nSize}, .llTimeMs = entry.nTimeMs, .bKeyFrame = false};
+}
+
+uint32_t Mp4Reader::AudioFrames() const {
+  return m_Table.audio.empty() ? 0 : static_cast<uint32_t>(m_Table.audio.size() + 1);
 }
 
 uint32_t Mp4Reader::KeyFrameBefore(uint32_t number) const {

@@ -22,10 +22,15 @@ class Mp4Reader {
 
   const FrameTable& Table() const { return m_Table; }
 
+  uint32_t VideoFrames() const { return static_cast<uint32_t>(m_Table.video.size()); }
   // Frame `number`, from 1. Nothing when there is none, when the file no longer holds all of it, or when
   // memory is exhausted.
   std::optional<Frame> ReadVideo(uint32_t number);
   std::optional<Frame> ReadAudio(uint32_t number);
+  // Sound ends with an empty frame later than every picture. Without it a player that keeps sound ahead of
+  // the pictures would, past the end of short sound, play old sound after a seek, or in index mode take the
+  // end of the sound for the end of the file.
+  uint32_t AudioFrames() const;
 
   // The last key frame at or before `number`; the first one when none is. 0: there is none at all.
   uint32_t KeyFrameBefore(uint32_t number) const;

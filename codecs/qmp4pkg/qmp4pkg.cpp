@@ -30,10 +30,6 @@ void CopyCode(char (&target)[8], const std::string& code) {
   std::copy_n(code.begin(), std::min(code.size(), sizeof target - 1), target);
 }
 
-uint32_t Count(const std::vector<FrameEntry>& frames) {
-  return static_cast<uint32_t>(frames.size());
-}
-
 Mp4Reader& ReaderOf(QP_Handle handle) {
   return *static_cast<Mp4Reader*>(handle);
 }
@@ -98,17 +94,19 @@ QP_Handle QXD_CALL QP_OpenUnpkg(const char* pszFile, QP_UnpkgInfo* pInfo, uint32
   return Guarded<QP_Handle>(nullptr, [&]() -> QP_Handle {
     auto file = InputFile::Open(pszFile);
     std::string error;
-    auto table = file ? ParseMp4(*file, error) : std::nullopt;
-    if (!table) return nullptr;
+    auto parsed = file ? ParseMp4(*file, error) : std::nullopt;
+    if (!parsed) return nullptr;
+    auto reader = std::make_unique<Mp4Reader>(std::move(*file), std::move(*parsed));
+    const FrameTable& table = reader->Table();
     *pInfo = {};
-    CopyCode(pInfo->szVideoCode, table->videoCode);
-    pInfo->nWidth = table->nWidth;
-    pInfo->nHeight = table->nHeight;
-    pInfo->nVideoFrames = Count(table->video);
-    pInfo->dFrameRate = table->dFrameRate;
-    CopyCode(pInfo->szAudioCode, table->audioCode);
-    pInfo->nAudioFrames = Count(table->audio);
-    return new Mp4Reader(std::move(*file), std::move(*table));
+    CopyCode(pInfo->szVideoCode, table.videoCode);
+    pInfo->nWidth = table.nWidth;
+    pInfo->nHeight = table.nHeight;
+    pInfo->nVideoFrames = reader->VideoFrames();
+    pInfo->dFrameRate = table.dFrameRate;
+    CopyCode(pInfo->szAudioCode, table.audioCode);
+    pInfo->nAudioFrames = reader->AudioFrames();
+    return reader.release();
   });
 }
 
@@ -117,18 +115,20 @@ QP_Handle QXD_CALL QP_OpenFile(const char* pszFile, uint32_t /*nValue*/, const c
   if (pszFile == nullptr || pszIndexFile == nullptr || pInfo == nullptr) return nullptr;
   return Guarded<QP_Handle>(nullptr, [&]() -> QP_Handle {
     auto file = InputFile::Open(pszFile);
-    auto table = file ? ReadQdxIndex(pszIndexFile, *file) : std::nullopt;
-    if (!table) return nullptr;
+    auto indexed = file ? ReadQdxIndex(pszIndexFile, *file) : std::nullopt;
+    if (!indexed) return nullptr;
+    auto reader = std::make_unique<Mp4Reader>(std::move(*file), std::move(*indexed));
+    const FrameTable& table = reader->Table();
     *pInfo = {};
-    pInfo->bAudio = table->audio.empty() ? 0 : 1;
-    CopyCode(pInfo->szVideoCode, table->videoCode);
-    pInfo->nWidth = table->nWidth;
-    pInfo->nHeight = table->nHeight;
-    pInfo->dFrameRate = table->dFrameRate;
-    pInfo->nVideoFrames = Count(table->video);
-    CopyCode(pInfo->szAudioCode, table->audioCode);
-    pInfo->nAudioFrames = Count(table->audio);
-    return new Mp4Reader(std::move(*file), std::move(*table));
+    pInfo->bAudio = reader->AudioFrames() != 0 ? 1 : 0;
+    CopyCode(pInfo->szVideoCode, table.videoCode);
+    pInfo->nWidth = table.nWidth;
+    pInfo->nHeight = table.nHeight;
+    pInfo->dFrameRate = table.dFrameRate;
+    pInfo->nVideoFrames = reader->VideoFrames();
+    CopyCode(pInfo->szAudioCode, table.audioCode);
+    pInfo->nAudioFrames = reader->AudioFrames();
+    return reader.release();
   });
 }
 
