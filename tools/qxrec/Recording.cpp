@@ -1,5 +1,6 @@
 #include "tools/qxrec/Recording.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace {
@@ -9,6 +10,9 @@ constexpr uint32_t kMostWaitSeconds = 5;
 constexpr size_t kMostWaitBytes = 64 * 1024 * 1024;
 // An encoder may keep its first frame back for some seconds.
 constexpr size_t kMostEarlySounds = 4096;
+// A player writes a sound record to its device when it meets it, and is heard 200 ms later: so much must be
+// gathered before sound begins.
+constexpr int64_t kLeadSamples = svx::kAudioSampleRate / 5;
 // Sound that lasts longer than the pictures by less than this is the container's rounding.
 constexpr int64_t kNegligibleSamples = svx::kAudioSampleRate / 2;
 
@@ -79,11 +83,17 @@ bool Recording::WriteReady(bool all) {
   return true;
 }
 
-// The blocks that begin before a place; all: with silence for what is missing. isThere: they are written.
+// The blocks that are to be written before the frame of a place. all: those there are, and silence for what
+// of its time is missing. isThere: they are written.
 bool Recording::WriteSoundBefore(uint32_t place, bool all, bool& isThere) {
-  while (m_bWithSound && m_Sound.Begin() < SampleOf(place)) {
-    isThere = all || m_Sound.HasBlock();
-    if (!isThere) return true;
+  if (place == 0) return true;  // players begin at the first key frame
+  int64_t end = SampleOf(place) + kLeadSamples;
+  if (m_llMostPlaces > 0) end = std::min(end, SampleOf(m_llMostPlaces));
+  while (m_bWithSound && m_Sound.Begin() < end) {
+    if (!m_Sound.HasBlock()) {
+      isThere = all;
+      if (!all || m_Sound.Begin() >= SampleOf(place)) return true;
+    }
     if (!m_Writer.WriteSound(m_Sound.Take())) return false;
   }
   return true;

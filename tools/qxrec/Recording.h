@@ -1,5 +1,5 @@
 // Brings the video and the sound of one recording together: frames on their places, unchanged pictures in the
-// gaps, every block of sound behind the frame of its time.
+// gaps, every block of sound 200 ms before the frame of its time, as players need it.
 #pragma once
 
 #include <cstdint>
