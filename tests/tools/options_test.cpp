@@ -38,10 +38,6 @@ TEST(Options, TakesEveryOptionWithBothSpellings) {
   EXPECT_EQ(options.logDir, "logs");
 }
 
-TEST(Options, HelpNeedsNothingElse) {
-  EXPECT_TRUE(Parsed({"--help"}).help);
-}
-
 TEST(Options, RefusesWithTheReason) {
   const struct {
     Arguments arguments;
