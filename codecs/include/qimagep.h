@@ -21,9 +21,10 @@ typedef struct QXI_Picture {
   const uint8_t* pPlane[3];
 } QXI_Picture;
 
+/* What the values mean is the library's; in ours a pixel becomes mean + strength * (pixel - mean). */
 typedef struct QXI_Parameters {
-  int32_t nRadius; /* pixels */
-  float fStrength; /* 0: the picture as it is */
+  int32_t nRadius; /* pixels; the mean is that of 2 * radius + 1 pixels a side */
+  float fStrength; /* 1: the picture as it is; above: sharper */
 } QXI_Parameters;
 
 QXD_ASSERT_OFFSET(QXI_Picture, nWidth, 0);
@@ -41,8 +42,9 @@ QXD_API void QXD_CALL QXI_ReleaseSDK(void);
 QXD_API QXI_Handle QXD_CALL QXI_Create(void);
 QXD_API void QXD_CALL QXI_Release(QXI_Handle handle);
 
-/* Makes an improved copy. 0 on success: *ppOutput is then a picture of the same size, the library's own,
- * valid until the handle's next call. */
+/* Improves a picture. 0 on success: *ppOutput is then a picture of the same size, the record the library's
+ * own. It is valid until the handle's next call and no longer than the input: planes that are not changed may
+ * be the input's. */
 QXD_API int32_t QXD_CALL QXI_Do(QXI_Handle handle, const QXI_Picture** ppOutput, const QXI_Picture* pInput,
                                 const QXI_Parameters* pParameters);
 
