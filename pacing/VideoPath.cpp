@@ -115,6 +115,7 @@ bool VideoPath::SetImageProc(bool enable) {
 }
 
 void VideoPath::ReleaseImageProc() {
+  ScopedLock holdView(m_ViewLock);  // a processed picture is shown under it
   ScopedLock hold(m_ImageProcLock);
   m_ImageProc.Release();
 }
@@ -195,7 +196,7 @@ void VideoPath::Present(DecodedPicture picture) {
   ScopedLock hold(m_ViewLock);
   {
     ScopedLock holdImageProc(m_ImageProcLock);
-    (void)m_ImageProc.Process(picture);
+    (void)m_ImageProc.Process(picture, m_Label.PlayerID());
   }
   const double viewStart = kitc_time_ms();
   ShowTimings shown;

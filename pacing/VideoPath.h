@@ -58,7 +58,7 @@ class VideoPath {
   void SetImageRect(const RECT* rect) EXCLUDES(m_ViewLock);
   // Switches picture processing; false without the library for it.
   bool SetImageProc(bool enable) EXCLUDES(m_ImageProcLock);
-  void ReleaseImageProc() EXCLUDES(m_ImageProcLock);
+  void ReleaseImageProc() EXCLUDES(m_ViewLock, m_ImageProcLock);
   // The size of the source, pixels.
   void GetPictureSize(int32_t& width, int32_t& height) EXCLUDES(m_PictureLock);
   // The last decoded picture as 32-bit pixels, bottom row first. False without one, or when it does not fit.

@@ -41,6 +41,9 @@ bool InitSDK(std::span<Player> players) {
   if (!InitScreens(settings.bViewLock)) return false;
   if (!AudioViewer::InitSDK()) kitc_log(kLogError, kSource, __LINE__, "AudioViewer::InitSDK():Error!\n");
 
+  // What the library made before it is loaded again goes back to it.
+  for (Player& player : players)
+    player.Video().ReleaseImageProc();
   if (!ImageProc::InitSDK()) kitc_log(kLogError, kSource, __LINE__, "ImageProc::InitSDK():Error!\n");
 
   uint32_t nPlayerID = 0;

@@ -6,8 +6,11 @@
 
 #include "platform/CrashGuard.h"
 #include "platform/Kernel.h"
+#include "src/kitc/Log.h"
 
 namespace {
+
+constexpr char kSource[] = "Player.cpp";
 
 // What the processing does is the library's; hosts have always used these.
 constexpr QXI_Parameters kParameters = {.nRadius = 8, .fStrength = 1.3F};
@@ -83,8 +86,8 @@ bool ImageProc::SetImageProc(bool enable) {
   return bEnabled;
 }
 
-bool ImageProc::Process(DecodedPicture& picture) {
-  if (!bEnabled) return false;
+bool ImageProc::Process(DecodedPicture& picture, uint32_t nPlayerID) {
+  if (!bEnabled || picture.nPixelFormat != QPF_YV12) return false;
   const std::shared_lock hold(g_LibraryMutex);
   if (hProc == nullptr || g_Library.Do == nullptr || m_nLoad != g_nLoads) return false;
   QXI_Picture input = {.nWidth = picture.nWidth, .nHeight = picture.nHeight, .nStride = {}, .pPlane = {}};
@@ -98,12 +101,15 @@ bool ImageProc::Process(DecodedPicture& picture) {
     // What a crash left behind is not touched again.
     hProc = nullptr;
     bEnabled = false;
+    kitc_log(kLogError, kSource, __LINE__, "QXI_Do crash,decodeid:%d\n", static_cast<int>(nPlayerID));
     return false;
   }
-  if (result != 0 || output == nullptr || output->pPlane[0] == nullptr) return false;
+  if (result != 0 || output == nullptr) return false;
+  const uint8_t* const* planes = output->pPlane;
+  if (planes[0] == nullptr || planes[1] == nullptr || planes[2] == nullptr) return false;
   for (int plane = 0; plane < 3; ++plane) {
     picture.nStride[plane] = output->nStride[plane];
-    picture.pPlane[plane] = const_cast<uint8_t*>(output->pPlane[plane]);
+    picture.pPlane[plane] = const_cast<uint8_t*>(planes[plane]);
   }
   return true;
 }

@@ -21,9 +21,10 @@ class ImageProc {
 
   // False when there is no library, or it refuses.
   bool SetImageProc(bool enable);
-  // Replaces planes and strides by those of the processed picture, which are the library's and valid until
-  // the next call. False, with nothing replaced, when processing is off or fails. Video play thread.
-  bool Process(DecodedPicture& picture);
+  // Replaces planes and strides of a planar picture by those of the processed one, which are valid until the
+  // next call and no longer than the planes before. False, with nothing replaced, when processing is off or
+  // fails. After a crash of the library it is off. Video play thread.
+  bool Process(DecodedPicture& picture, uint32_t nPlayerID);
   // Off, and gives back what the library made for this player.
   void Release();
 
