@@ -7,10 +7,10 @@
 #include <cstdlib>
 #include <memory>
 
-struct HeapFree {
+struct HeapBytesDeleter {
   void operator()(uint8_t* memory) const { std::free(memory); }
 };
-using HeapBytes = std::unique_ptr<uint8_t[], HeapFree>;
+using HeapBytes = std::unique_ptr<uint8_t[], HeapBytesDeleter>;
 
 // Null when memory is exhausted; 0 bytes yield a valid pointer.
 inline HeapBytes AllocateHeapBytes(size_t bytes) {
