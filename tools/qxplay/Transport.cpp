@@ -79,7 +79,7 @@ std::optional<Transport::Time> Transport::Update(const FilePosition& position, b
   } else if (m_bSeeking && newPicture && !IsStale()) {
     Arrive(now);
   } else if (m_bSeeking && (newPicture || now >= m_Deadline)) {
-    m_nShownBefore = m_Position.frame;
+    m_bMayBeStale &= !newPicture;  // only one frame can have been read before
     m_File.StepForward();
     m_Deadline = now + kPatience;
   }
@@ -119,8 +119,9 @@ void Transport::On(Time now) {
   const uint64_t afterKey = uint64_t{m_Position.keyFrame} + m_nReach;
   const uint64_t expected = afterKey > m_Position.frame ? afterKey : uint64_t{m_Position.frame} + m_nReach;
   if (expected > m_nLastFrame) return;  // none is left, and the jump would lead back
-  m_nBeyond = m_Position.frame;
-  SeekTo(m_nBeyond + m_nReach, now);
+  m_nBeyond = m_Position.keyFrame;
+  m_nFrom = m_Position.frame;
+  SeekTo(m_nFrom + m_nReach, now);
 }
 
 void Transport::SeekTo(uint32_t frame, Time now) {
@@ -147,6 +148,7 @@ void Transport::OpenAgain(Time now) {
 
 void Transport::Jump(Time now) {
   m_bSeeking = true;
+  m_bMayBeStale = true;
   m_nShownBefore = m_Position.frame;
   m_nReadBefore = m_File.ReadFrame();
   m_File.GoTo(m_nTarget);
@@ -156,7 +158,7 @@ void Transport::Jump(Time now) {
 // Whether the picture is that of a frame that was read before the jump, or while it was asked for.
 bool Transport::IsStale() const {
   const uint32_t frame = m_Position.frame;
-  if (m_bOpening || frame == m_nShownBefore) return false;
+  if (m_bOpening || !m_bMayBeStale || frame == m_nShownBefore) return false;
   return frame == m_nReadBefore || (frame == m_nReadBefore + 1 && frame != m_Position.keyFrame);
 }
 
@@ -164,9 +166,9 @@ void Transport::Arrive(Time now) {
   if (m_bOpening) {
     m_bOpening = false;
     if (m_nTarget > m_Position.frame) return Jump(now);
-  } else if (m_nBeyond != 0 && m_Position.frame <= m_nBeyond && m_nTarget < m_nLastFrame) {
+  } else if (m_nBeyond != 0 && m_Position.keyFrame <= m_nBeyond && m_nTarget < m_nLastFrame) {
     m_nReach = std::min(m_nReach, m_nLastFrame / 2) * 2;
-    m_nTarget = std::min(m_nBeyond + m_nReach, m_nLastFrame);
+    m_nTarget = std::min(m_nFrom + m_nReach, m_nLastFrame);
     return Jump(now);
   }
   m_bSeeking = false;

@@ -97,8 +97,10 @@ class Transport {
   bool m_bSeeking = false;
   bool m_bOpening = false;      // the file was opened anew and has not shown its first picture
   uint32_t m_nTarget = 0;       // frame
-  uint32_t m_nBeyond = 0;       // the jump has to lead behind this frame; 0: anywhere
-  uint32_t m_nReach = 0;        // how far behind it, frames
+  uint32_t m_nBeyond = 0;       // the jump has to lead to a key frame behind this one; 0: to any
+  uint32_t m_nFrom = 0;         // such a jump began at this frame
+  uint32_t m_nReach = 0;        // and reaches so far behind it
+  bool m_bMayBeStale = false;   // the next picture may be of a frame read before the jump
   uint32_t m_nShownBefore = 0;  // frames shown and read last when the jump was asked for
   uint32_t m_nReadBefore = 0;
   Time m_Deadline{};
