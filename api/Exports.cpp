@@ -283,6 +283,21 @@ void QXSP_CALL QXSP_SetImageRect(uint32_t nPlayerID, const QXSP_RECT* pRect) {
   WithVideo(nPlayerID, [=](VideoPath& video) { video.SetImageRect(ToRect(pRect)); });
 }
 
+// Text overlay
+
+int32_t QXSP_CALL QXSP_SetOSD(uint32_t nPlayerID, const QXSP_OSD_ITEM* pItems, uint32_t dwCount) {
+  return WithPlayer(nPlayerID, [=](Player& player) {
+    return player.Video().SetOSD(reinterpret_cast<const OsdItem*>(pItems), dwCount);
+  });
+}
+
+int32_t QXSP_CALL QXSP_EnableDebugOSD(uint32_t nPlayerID, int32_t bEnable) {
+  return WithPlayer(nPlayerID, [=](Player& player) {
+    player.EnableDebugOSD(bEnable != 0);
+    return 1;
+  });
+}
+
 // Snapshots and image processing
 
 int32_t QXSP_CALL QXSP_GetBitmapSize(uint32_t nPlayerID, int32_t* pnWidth, int32_t* pnHeight) {

@@ -9,6 +9,7 @@
 #include "include/qxsdkp.h"
 #include "player/StreamHeader.h"
 #include "src/kitc/Log.h"
+#include "video/Osd.h"
 #include "video/Screens.h"
 
 // Offsets of the byte layouts that hosts write.
@@ -44,6 +45,13 @@ static_assert(sizeof(QXSP_RECT) == sizeof(RECT) && offsetof(QXSP_RECT, left) == 
               offsetof(QXSP_RECT, right) == offsetof(RECT, right) &&
               offsetof(QXSP_RECT, bottom) == offsetof(RECT, bottom));
 static_assert(sizeof(QXSP_SCREEN_RECT) == sizeof(ScreenRect));
+static_assert(sizeof(QXSP_OSD_ITEM) == sizeof(OsdItem) &&
+              offsetof(QXSP_OSD_ITEM, wType) == offsetof(OsdItem, wType) &&
+              offsetof(QXSP_OSD_ITEM, pszText) == offsetof(OsdItem, pszText) &&
+              offsetof(QXSP_OSD_ITEM, nAnchor) == offsetof(OsdItem, nAnchor) &&
+              offsetof(QXSP_OSD_ITEM, nX) == offsetof(OsdItem, nX) &&
+              offsetof(QXSP_OSD_ITEM, nY) == offsetof(OsdItem, nY) &&
+              offsetof(QXSP_OSD_ITEM, nRed) == offsetof(OsdItem, abColour));
 static_assert(sizeof(QXSP_MEDIA_FILE_INFO) == sizeof(MediaFile::Info) &&
               offsetof(QXSP_MEDIA_FILE_INFO, dwWidth) == offsetof(MediaFile::Info, dwWidth) &&
               offsetof(QXSP_MEDIA_FILE_INFO, dwFrameRateNum) == offsetof(MediaFile::Info, dwFrameRateNum));
@@ -78,6 +86,11 @@ static_assert(int{QXSP_MODE_AT_ONCE} == int{kModeAtOnce} && QXSP_MODE_BUFFERED(0
               int{QXSP_MODE_CATCH_UP} == int{kModeCatchUp});
 static_assert(int{QXSP_EVENT_SNAPSHOT} == int{kEventSnapshot} &&
               int{QXSP_EVENT_END_OF_FILE} == int{kEventEndOfFile});
+static_assert(int{QXSP_OSD_TEXT} == int{kOsdText} && int{QXSP_OSD_PICTURE} == int{kOsdPicture} &&
+              int{QXSP_ANCHOR_TOP_LEFT} == int{kAnchorTopLeft} &&
+              int{QXSP_ANCHOR_TOP_RIGHT} == int{kAnchorTopRight} &&
+              int{QXSP_ANCHOR_BOTTOM_RIGHT} == int{kAnchorBottomRight} &&
+              int{QXSP_ANCHOR_BOTTOM_LEFT} == int{kAnchorBottomLeft});
 static_assert(int{QXSP_LOG_ALL} == int{kLogAll} && int{QXSP_LOG_DEBUG} == int{kLogDebug} &&
               int{QXSP_LOG_INFO} == int{kLogInfo} && int{QXSP_LOG_NOTIFY} == int{kLogNotify} &&
               int{QXSP_LOG_WARNING} == int{kLogWarning} && int{QXSP_LOG_ERROR} == int{kLogError} &&

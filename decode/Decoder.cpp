@@ -7,25 +7,9 @@
 #include "decode/PCMDecoder.h"
 #include "decode/QADDecoder.h"
 #include "decode/QDEC04Decoder.h"
+#include "src/kitc/ThrowingAllocator.h"
 
 namespace {
-
-// The object allocator, for containers that have no other way than an exception to say that memory is
-// exhausted.
-template <typename T>
-struct ThrowingAllocator {
-  using value_type = T;
-  ThrowingAllocator() = default;
-  template <typename Other>
-  ThrowingAllocator(const ThrowingAllocator<Other>&) {}
-  T* allocate(size_t count) {
-    void* const memory = ::operator new(count * sizeof(T), std::nothrow);
-    if (memory == nullptr) throw std::bad_alloc();
-    return static_cast<T*>(memory);
-  }
-  void deallocate(T* memory, size_t) { ::operator delete(memory); }
-  bool operator==(const ThrowingAllocator&) const { return true; }
-};
 
 template <typename Concrete>
 std::shared_ptr<Decoder> OpenDecoder(uint32_t first, uint32_t second, uint32_t third) {

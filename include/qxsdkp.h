@@ -576,15 +576,11 @@ QXSP_API void QXSP_CALL QXSP_SetImageRect(uint32_t nPlayerID, const QXSP_RECT* p
 // Replaces the player's texts; null or a count of 0 removes them. Items and texts are copied. Answers 1; 0
 // for a bad identifier or when an item is no text: the player then has none. Waits at most for the picture
 // being drawn into.
-//
-// Not available in this version: answers 0.
 QXSP_API int32_t QXSP_CALL QXSP_SetOSD(uint32_t nPlayerID, const QXSP_OSD_ITEM* pItems, uint32_t dwCount);
 
 // bEnable not 0: shows codecs, picture size, key-frame interval, frame and bit rates of the live stream
 // instead of the host's texts, renewed once a second. 0: no texts. Either way the texts set before are
-// removed. Answers 1; 0 for a bad identifier.
-//
-// Not available in this version: answers 0.
+// removed. Answers 1; 0 for a bad identifier. Waits at most for the frame being decoded.
 QXSP_API int32_t QXSP_CALL QXSP_EnableDebugOSD(uint32_t nPlayerID, int32_t bEnable);
 
 // ==========================================================================================================

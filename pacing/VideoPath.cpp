@@ -58,7 +58,7 @@ void VideoPath::SetPictureSize(uint32_t width, uint32_t height) {
 
 void VideoPath::ForgetPicture() {
   ScopedLock hold(m_PictureLock);
-  m_Picture.bHasImage = false;
+  m_Picture = DecodedPicture();
 }
 
 void VideoPath::SetMainPreview(HWND window, const RECT* rect, bool enable) {
@@ -126,6 +126,13 @@ void VideoPath::GetPictureSize(int32_t& width, int32_t& height) {
   height = static_cast<int32_t>(m_nHeight);
 }
 
+void VideoPath::GetDecodedSize(uint32_t& width, uint32_t& height) {
+  ScopedLock hold(m_PictureLock);
+  const bool decoded = m_Picture.nWidth != 0;
+  width = decoded ? m_Picture.nWidth : m_nWidth;
+  height = decoded ? m_Picture.nHeight : m_nHeight;
+}
+
 bool VideoPath::GetBitmap(uint8_t* buffer, uint32_t sizeBytes) {
   bool copied = false;
   {
@@ -149,6 +156,7 @@ DecodedPicture VideoPath::Decode(const FrameRecord& frame) {
   DecodedPicture picture;
   {
     ScopedLock holdPicture(m_PictureLock);
+    bool isNew = false;  // texts are drawn into a picture once
     {
       ScopedLock holdDecoder(m_DecoderLock);
       if (m_pDecoder != nullptr) {
@@ -160,8 +168,10 @@ DecodedPicture VideoPath::Decode(const FrameRecord& frame) {
         }
         m_bDecodeOK = decoded;
         if (!frame.bDisplay) m_Picture.bHasImage = false;
+        isNew = m_Picture.bHasImage && m_Picture.pPlane[0] != nullptr;
       }
     }
+    if (isNew) m_Osd.Draw(m_Picture);
     picture = m_Picture;
   }
   m_Timings.decode += kitc_time_ms() - start;

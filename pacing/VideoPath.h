@@ -11,6 +11,7 @@
 #include "player/FrameRecord.h"
 #include "src/kitc/Lock.h"
 #include "video/ImageProc.h"
+#include "video/Osd.h"
 #include "video/VideoViewer.h"
 
 // Sums over presented frames, ms of the performance counter.
@@ -22,8 +23,8 @@ struct VideoTimings {
   ShowTimings show;
 };
 
-// Lock order: m_PictureLock, then m_DecoderLock; m_ViewLock, then m_ImageProcLock or the library-wide
-// presentation lock.
+// Lock order: m_PictureLock, then m_DecoderLock or the overlay's; m_ViewLock, then m_ImageProcLock or the
+// library-wide presentation lock.
 class VideoPath {
  public:
   explicit VideoPath(const PlayerLabel& label) : m_Label(label) {}
@@ -61,6 +62,10 @@ class VideoPath {
   void ReleaseImageProc() EXCLUDES(m_ViewLock, m_ImageProcLock);
   // The size of the source, pixels.
   void GetPictureSize(int32_t& width, int32_t& height) EXCLUDES(m_PictureLock);
+  // The size of the last decoded picture; the source's before there is one.
+  void GetDecodedSize(uint32_t& width, uint32_t& height) EXCLUDES(m_PictureLock);
+  // Texts that are drawn into every picture that is decoded from now on; see Osd::SetOSD.
+  bool SetOSD(const OsdItem* items, uint32_t count) { return m_Osd.SetOSD(items, count); }
   // The last decoded picture as 32-bit pixels, bottom row first. False without one, or when it does not fit.
   // Raises the snapshot event.
   bool GetBitmap(uint8_t* buffer, uint32_t sizeBytes) EXCLUDES(m_PictureLock, m_DecoderLock);
@@ -79,6 +84,8 @@ class VideoPath {
   const PlayerLabel& m_Label;
   std::atomic<bool> m_bDecodeOK{false};
   std::atomic<uint32_t> m_nCodec{kCodecNone};
+
+  Osd m_Osd;  // has a lock of its own
 
   Lock m_PictureLock ACQUIRED_BEFORE(m_DecoderLock);
   uint32_t m_nWidth GUARDED_BY(m_PictureLock) = 0;  // of the source, pixels

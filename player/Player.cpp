@@ -58,6 +58,11 @@ void Player::Reset() {
   m_PlayThreads.ResetStatistics();
   m_Label.ClearName();
   m_dwUserData = 0;
+  EnableDebugOSD(false);
+  {
+    ScopedLock holdStatistics(m_StatisticsLock);
+    m_Statistics = OsdStatistics();
+  }
   m_Video.SetPictureSize(0, 0);
   m_TimeStampGen.Reset();
   m_FrameControl.ResetToDefault();
@@ -161,7 +166,8 @@ bool Player::OpenFileSource(const char* fileName) {
   const char* const name = fileName != nullptr ? fileName : "";
   const uint32_t nPlayerID = m_Label.PlayerID();
   if (!m_File.AllocateBuffer()) {
-    kitc_log(kLogError, kSource, __LINE__, kFileBufferFailed, nPlayerID, 0, GetLastError(), name);
+    kitc_log(kLogError, kSource, __LINE__, kFileBufferFailed, nPlayerID, 0, static_cast<int>(GetLastError()),
+             name);
     return false;
   }
   const std::shared_ptr<MediaFileStream> reader = MediaFileStream::OpenFile(fileName);
@@ -309,7 +315,43 @@ int32_t Player::WriteFrame(const uint8_t* data, uint32_t size, int64_t timestamp
   } else {
     frame.llTimeStamp = isVideo ? m_TimeStampGen.NextVideoTimeStamp() : m_TimeStampGen.LastTimeStamp();
   }
-  return m_FrameBufferPool.PushBackFrame(m_Label.PlayerID(), frame);
+  const PushResult result = m_FrameBufferPool.PushBackFrame(m_Label.PlayerID(), frame);
+  if (m_bDebugOSD.load(std::memory_order_relaxed)) CollectStatistics(isVideo, live.bKeyFrame, size);
+  return result;
+}
+
+void Player::EnableDebugOSD(bool enable) {
+  ScopedLock hold(m_StatisticsLock);
+  m_Statistics.ClearReport();
+  m_bDebugOSD = enable;
+  (void)m_Video.SetOSD(nullptr, 0);
+}
+
+void Player::CollectStatistics(bool isVideo, bool isKeyFrame, uint32_t bytes) {
+  ScopedLock hold(m_StatisticsLock);
+  if (m_bDebugOSD && m_Statistics.Count(isVideo, isKeyFrame, bytes, GetTickCount())) ShowStatistics();
+}
+
+void Player::ShowStatistics() {
+  constexpr int32_t kFirstLineY = 10;
+  constexpr int32_t kLineHeight = 20;
+  CodecNames names;
+  {
+    ScopedLock hold(m_HeaderLock);
+    names = m_bExtHeader ? NamesOfCodecs(m_FileHeader) : NamesOfCodecs(m_ShortHeader);
+  }
+  uint32_t width = 0;
+  uint32_t height = 0;
+  m_Video.GetDecodedSize(width, height);
+  const StatisticsText text = m_Statistics.Text(names.pszVideo, names.pszAudio, width, height);
+  OsdItem items[StatisticsText::kLines] = {};
+  for (int line = 0; line < StatisticsText::kLines; ++line) {
+    items[line].pszText = text.szLine[line];
+    items[line].nX = 10;
+    items[line].nY = kFirstLineY + line * kLineHeight;
+    items[line].abColour[0] = 0xFF;  // opaque red
+  }
+  (void)m_Video.SetOSD(items, StatisticsText::kLines);
 }
 
 void Player::Pause() {

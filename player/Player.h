@@ -16,6 +16,7 @@
 #include "pacing/VideoPath.h"
 #include "player/StreamHeader.h"
 #include "src/kitc/Lock.h"
+#include "video/OsdStatistics.h"
 
 // The host-visible results of frame input; the pool's codes 0, 3, 4 and 5 (PushResult) pass through
 // unchanged.
@@ -72,7 +73,10 @@ class Player {
   void StepForward();
   bool SetFrameControlMode(uint32_t mode) { return m_FrameControl.SetFrameControlMode(mode); }
 
-  // Windows, zoom, snapshots.
+  // Shows what CollectStatistics counts in place of the host's texts, which are removed either way.
+  void EnableDebugOSD(bool enable) EXCLUDES(m_StatisticsLock);
+
+  // Windows, zoom, texts, snapshots.
   VideoPath& Video() { return m_Video; }
   void RefreshWindow() { m_PlayThreads.RequestRefresh(); }
   bool SetAudioPreview(HWND window, bool enable) { return m_Audio.SetPreview(window, enable); }
@@ -92,6 +96,8 @@ class Player {
   void DropDecoders() REQUIRES(m_PlayerLock);
   void SetAVOffset(int32_t milliseconds) REQUIRES(m_PlayerLock);
   void LogOpened() EXCLUDES(m_HeaderLock);
+  void CollectStatistics(bool isVideo, bool isKeyFrame, uint32_t bytes) EXCLUDES(m_StatisticsLock);
+  void ShowStatistics() REQUIRES(m_StatisticsLock);
 
   // Safe from any thread by themselves.
   PlayerLabel m_Label;
@@ -114,4 +120,10 @@ class Player {
   bool m_bExtHeader GUARDED_BY(m_HeaderLock) = false;
   ShortHeader m_ShortHeader GUARDED_BY(m_HeaderLock) = {};
   FileHeader m_FileHeader GUARDED_BY(m_HeaderLock) = {};
+
+  // The statistics overlay. The picture's and the overlay's locks are taken under its lock, so that no report
+  // comes after it was switched off.
+  Lock m_StatisticsLock ACQUIRED_AFTER(m_PlayerLock) ACQUIRED_BEFORE(m_HeaderLock);
+  std::atomic<bool> m_bDebugOSD{false};  // written under m_StatisticsLock
+  OsdStatistics m_Statistics GUARDED_BY(m_StatisticsLock);
 };

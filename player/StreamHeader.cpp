@@ -8,6 +8,43 @@ namespace {
 
 constexpr uint32_t kMaxPictureSide = 10000;
 
+// In the order of the extended header's codec fields.
+constexpr uint32_t kVideoCodecs[] = {kCodecQdec04, kCodecH264, kCodecH265};
+constexpr uint32_t kAudioCodecs[] = {kCodecPcm, kCodecAmr, kCodecAlaw, kCodecMulaw, kCodecAac};
+
+uint32_t VideoCodecOf(const FileHeader& header) {
+  const uint32_t id = FileHeaderField(header, kVideoCodecID);
+  return id < std::size(kVideoCodecs) ? kVideoCodecs[id] : uint32_t{kCodecNone};
+}
+
+uint32_t AudioCodecOf(const FileHeader& header) {
+  const uint32_t id = FileHeaderField(header, kAudioCodecID);
+  return id < std::size(kAudioCodecs) ? kAudioCodecs[id] : uint32_t{kCodecNone};
+}
+
+const char* NameOf(uint32_t codecId) {
+  switch (codecId) {
+    case kCodecQdec04:
+      return "QENC04";
+    case kCodecH264:
+      return "H264";
+    case kCodecH265:
+      return "H265";
+    case kCodecPcm:
+      return "PCM";
+    case kCodecAmr:
+      return "AMR";
+    case kCodecAlaw:
+      return "ALAW";
+    case kCodecMulaw:
+      return "ULAW";
+    case kCodecAac:
+      return "AAC";
+    default:
+      return "Unknown";
+  }
+}
+
 uint32_t Read16(const uint8_t* bytes) {
   return bytes[0] | static_cast<uint32_t>(bytes[1]) << 8;
 }
@@ -52,6 +89,15 @@ bool IsExtendedHeader(const void* header, uint32_t sizeBytes) {
          std::memcmp(static_cast<const uint8_t*>(header) + kShortHeaderBytes, "QFH", 3) == 0;
 }
 
+CodecNames NamesOfCodecs(const ShortHeader& header) {
+  const StreamFormat format = ReadShortHeader(header);
+  return {NameOf(format.nVideoCodec), NameOf(format.nAudioCodec)};
+}
+
+CodecNames NamesOfCodecs(const FileHeader& header) {
+  return {NameOf(VideoCodecOf(header)), NameOf(AudioCodecOf(header))};
+}
+
 bool StreamFormat::IsPlayable() const {
   return nFrameRateNum != 0 && nFrameRateDen != 0 && nWidth <= kMaxPictureSide && nHeight <= kMaxPictureSide;
 }
@@ -68,21 +114,16 @@ StreamFormat ReadShortHeader(const ShortHeader& header) {
 }
 
 StreamFormat ReadFileHeader(const FileHeader& header) {
-  constexpr uint32_t kVideoCodecs[] = {kCodecQdec04, kCodecH264, kCodecH265};
-  constexpr uint32_t kAudioCodecs[] = {kCodecPcm, kCodecAmr, kCodecAlaw, kCodecMulaw, kCodecAac};
-
   StreamFormat format;
-  const uint32_t video = FileHeaderField(header, kVideoCodecID);
-  if (video < std::size(kVideoCodecs)) format.nVideoCodec = kVideoCodecs[video];
+  format.nVideoCodec = VideoCodecOf(header);
   format.nWidth = FileHeaderField(header, kVideoWidth);
   format.nHeight = FileHeaderField(header, kVideoHeight);
   format.nFrameRateNum = FileHeaderField(header, kFrameRateNum);
   format.nFrameRateDen = FileHeaderField(header, kFrameRateDen);
 
-  const uint32_t audio = FileHeaderField(header, kAudioCodecID);
   const bool hasAudio = FileHeaderField(header, kVideoDataType) == 1;
-  if (hasAudio && audio < std::size(kAudioCodecs)) {
-    format.nAudioCodec = kAudioCodecs[audio];
+  if (hasAudio && AudioCodecOf(header) != kCodecNone) {
+    format.nAudioCodec = AudioCodecOf(header);
     format.nAudioChannels = FileHeaderField(header, kAudioChannels);
     format.nAudioSampleRate = FileHeaderField(header, kAudioSampleRate);
     format.nAudioBits = FileHeaderField(header, kAudioBits);

@@ -52,5 +52,14 @@ struct StreamFormat {
   // Whole milliseconds, truncated. The rate must not be 0.
   uint32_t FramePeriodMs() const { return nFrameRateDen * 1000 / nFrameRateNum; }
 };
+// Names of a stream's codecs for people, "Unknown" without one. The extended header's are those of its codec
+// fields, also of sound that the stream does not carry.
+struct CodecNames {
+  const char* pszVideo;
+  const char* pszAudio;
+};
+CodecNames NamesOfCodecs(const ShortHeader& header);
+CodecNames NamesOfCodecs(const FileHeader& header);
+
 StreamFormat ReadShortHeader(const ShortHeader& header);
 StreamFormat ReadFileHeader(const FileHeader& header);

@@ -71,6 +71,7 @@ BOOL QueryPerformanceCounter(LARGE_INTEGER* count);
 BOOL QueryPerformanceFrequency(LARGE_INTEGER* frequency);
 // Milliseconds since boot, wrapping at 2^32.
 DWORD timeGetTime();
+DWORD GetTickCount();  // the same here
 
 struct SYSTEMTIME {
   WORD wYear, wMonth, wDayOfWeek, wDay, wHour, wMinute, wSecond, wMilliseconds;

@@ -1,0 +1,23 @@
+// For containers, which have no other way than an exception to say that memory is exhausted: the library's
+// own `new` answers null.
+#pragma once
+
+#include <cstddef>
+#include <new>
+
+template <typename T>
+struct ThrowingAllocator {
+  using value_type = T;
+  ThrowingAllocator() = default;
+  template <typename Other>
+  ThrowingAllocator(const ThrowingAllocator<Other>&) {}
+  T* allocate(size_t count) {
+    void* const memory = count <= static_cast<size_t>(-1) / sizeof(T)
+                             ? ::operator new(count * sizeof(T), std::nothrow)
+                             : nullptr;
+    if (memory == nullptr) throw std::bad_alloc();
+    return static_cast<T*>(memory);
+  }
+  void deallocate(T* memory, size_t) { ::operator delete(memory); }
+  bool operator==(const ThrowingAllocator&) const { return true; }
+};
