@@ -12,7 +12,6 @@
 #include <ctime>
 
 #include "platform/posix/KernelSeam.h"
-#include "platform/posix/MemoryReserve.h"
 
 namespace {
 
@@ -94,11 +93,7 @@ void KernelSeam::Sleep(uint32_t milliseconds) {
 }
 
 void* KernelSeam::Allocate(size_t bytes) {
-  return AllocateMemory(bytes);
-}
-
-void KernelSeam::Free(void* memory) {
-  FreeMemory(memory);
+  return std::malloc(bytes != 0 ? bytes : 1);
 }
 
 bool KernelSeam::StartThreads() {
@@ -157,7 +152,7 @@ HANDLE GlobalAlloc(UINT, size_t bytes) {
 }
 
 HANDLE GlobalFree(HANDLE memory) {
-  platform::CurrentKernelSeam().Free(memory);
+  std::free(memory);
   return nullptr;
 }
 
