@@ -12,6 +12,7 @@
 #include <ctime>
 
 #include "platform/posix/KernelSeam.h"
+#include "platform/posix/MemoryReserve.h"
 
 namespace {
 
@@ -93,7 +94,11 @@ void KernelSeam::Sleep(uint32_t milliseconds) {
 }
 
 void* KernelSeam::Allocate(size_t bytes) {
-  return std::malloc(bytes != 0 ? bytes : 1);
+  return AllocateMemory(bytes);
+}
+
+void KernelSeam::Free(void* memory) {
+  FreeMemory(memory);
 }
 
 bool KernelSeam::StartThreads() {
@@ -152,7 +157,7 @@ HANDLE GlobalAlloc(UINT, size_t bytes) {
 }
 
 HANDLE GlobalFree(HANDLE memory) {
-  std::free(memory);
+  platform::CurrentKernelSeam().Free(memory);
   return nullptr;
 }
 

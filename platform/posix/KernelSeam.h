@@ -15,7 +15,8 @@ class KernelSeam {
   virtual int64_t PerformanceCounter();  // 10 MHz
   virtual void LocalTime(SYSTEMTIME* now);
   virtual void Sleep(uint32_t milliseconds);
-  virtual void* Allocate(size_t bytes);  // null when memory is exhausted; released with free()
+  virtual void* Allocate(size_t bytes);  // null when memory is exhausted
+  virtual void Free(void* memory);       // what Allocate() or malloc() gave; null does nothing
   virtual bool StartThreads();           // false: _beginthreadex fails
   // read(): bytes read, 0 at the end of the file, -1 with errno set.
   virtual intptr_t ReadFile(int descriptor, void* buffer, size_t bytes);
