@@ -2,17 +2,18 @@
 #include "src/kitc/Thread.h"
 
 #include <gtest/gtest.h>
-#include <malloc.h>
 #include <pthread.h>
 
 #include <atomic>
 #include <csignal>
 #include <cstring>
+#include <optional>
 #include <stdexcept>
 #include <thread>
 #include <vector>
 
 #include "src/kitc/Lock.h"
+#include "tests/support/ExhaustedMemory.h"
 #include "tests/support/TestSeam.h"
 
 namespace {
@@ -70,13 +71,21 @@ TEST(Thread, HasHalfAMebibyteOfStackAndTakesNoSignalsOfTheHost) {
 TEST(Thread, FailedCreationLeavesNothing) {
   TestSeam seam;
   const kitc_thread_entry never = [](void*) { FAIL() << "no thread was promised"; };
-  const size_t before = mallinfo2().uordblks;
-  for (int i = 0; i < 3000; ++i) {
-    seam.FailThreads(i % 3 == 0);
-    seam.FailAllocationsAfter(i % 3 == 0 ? INT64_MAX : i % 3 - 1);  // the record, the start record
-    EXPECT_EQ(kitc_thread_create(never, nullptr), nullptr);
+  mck_free(mck_malloc(1));  // the allocator itself takes memory, once
+  mck_statistics before, after;
+  mck_get_statistics(&before);
+  {
+    void* const keepsThePage = mck_malloc(sizeof(kitc_thread));
+    ExhaustedMemory memory(seam, sizeof(kitc_thread));
+    EXPECT_EQ(kitc_thread_create(never, nullptr), nullptr) << "no record";
+    ASSERT_TRUE(memory.FreeOne());
+    EXPECT_EQ(kitc_thread_create(never, nullptr), nullptr) << "no start record";
+    mck_free(keepsThePage);
   }
-  EXPECT_LT(mallinfo2().uordblks, before + 8192) << "a leak of one record a time would be above 16000 bytes";
+  seam.FailThreads(true);
+  EXPECT_EQ(kitc_thread_create(never, nullptr), nullptr) << "no thread";
+  mck_get_statistics(&after);
+  EXPECT_EQ(after.library.ullBlocks, before.library.ullBlocks);
   Thread thread;
   EXPECT_FALSE(thread.Run(never, nullptr));
   EXPECT_EQ(thread.Id(), 0u);
@@ -100,8 +109,12 @@ struct Counter {
 
 TEST(Lock, ExcludesOtherThreadsAlsoWithoutMemory) {
   TestSeam seam;
-  for (const int64_t allocations : {INT64_MAX, int64_t{0}}) {
-    seam.FailAllocationsAfter(allocations);
+  for (const bool withoutMemory : {false, true}) {
+    std::optional<ExhaustedMemory> memory;
+    if (withoutMemory) {
+      memory.emplace(seam, sizeof(CRITICAL_SECTION));
+      EXPECT_EQ(kitc_lock_create(), nullptr);
+    }
     Counter counter;
     std::vector<std::thread> threads;
     for (int i = 0; i < 4; ++i) {
@@ -115,7 +128,6 @@ TEST(Lock, ExcludesOtherThreadsAlsoWithoutMemory) {
     const ScopedLock held(counter.lock);
     EXPECT_EQ(counter.value, 4 * 2000);
   }
-  EXPECT_EQ(kitc_lock_create(), nullptr);
 }
 
 }  // namespace

@@ -1,0 +1,196 @@
+// See PageListPool.h.
+#include "src/kit_mem/PageListPool.h"
+
+#include <algorithm>
+
+#include "platform/Kernel.h"
+#include "src/kit_mem/Poison.h"
+
+namespace page_list {
+
+namespace {
+
+constexpr uint32_t BlocksPerPage(uint32_t sizeLog) {
+  const uint32_t blockBytes = 1u << sizeLog;
+  if (blockBytes <= 4096) return std::max(4096 / blockBytes, 64u);
+  return blockBytes <= 16384 ? 32 : 16;
+}
+
+constexpr size_t PageBytesOf(uint32_t sizeLog) {
+  return ((size_t{BlocksPerPage(sizeLog)} << sizeLog) + 4095) & ~size_t{4095};
+}
+static_assert(BlocksPerPage(5) == 128 && BlocksPerPage(6) == 64 && BlocksPerPage(12) == 64);
+static_assert(BlocksPerPage(14) == 32 && BlocksPerPage(15) == 16 && PageBytesOf(15) == 0x80000);
+
+// link: a slot plus 1.
+BlockHeader* BlockAt(const PageDescriptor& page, uint32_t link) {
+  return reinterpret_cast<BlockHeader*>(page.Memory() + (size_t{link - 1} << page.wSizeLog));
+}
+
+uint32_t LinkOf(const PageDescriptor& page, const BlockHeader* header) {
+  const auto offset = static_cast<size_t>(reinterpret_cast<const char*>(header) - page.Memory());
+  return static_cast<uint32_t>(offset >> page.wSizeLog) + 1;
+}
+
+bool IsFull(const PageDescriptor& page) {
+  return page.nFree == 0 && page.wCarved == BlocksPerPage(page.wSizeLog);
+}
+
+}  // namespace
+
+PageListPool::~PageListPool() {
+  for (const SizeClass& sizeClass : m_Classes)
+    for (const uint32_t list : {sizeClass.dwRoom, sizeClass.dwFull})
+      for (uint32_t link = list; link != 0; link = Page(link).dwNext) {
+        Unpoison(Page(link).Memory(), PageBytesOf(Page(link).wSizeLog));
+        GlobalFree(Page(link).Memory());
+      }
+  for (PageDescriptor* chunk : m_pChunks)
+    if (chunk != nullptr) GlobalFree(chunk);
+}
+
+size_t PageListPool::TableBytes() const {
+  return (m_dwCarved + kDescriptorsPerChunk - 1) / kDescriptorsPerChunk * kChunkBytes;
+}
+
+void PageListPool::Push(uint32_t& list, uint32_t link) {
+  PageDescriptor& page = Page(link);
+  page.dwPrevious = 0;
+  page.dwNext = list;
+  if (list != 0) Page(list).dwPrevious = link;
+  list = link;
+}
+
+void PageListPool::Unlink(uint32_t& list, uint32_t link) {
+  const PageDescriptor& page = Page(link);
+  if (page.dwNext != 0) Page(page.dwNext).dwPrevious = page.dwPrevious;
+  (page.dwPrevious != 0 ? Page(page.dwPrevious).dwNext : list) = page.dwNext;
+}
+
+uint32_t PageListPool::TakeDescriptor() {
+  if (m_dwFree != 0) {
+    const uint32_t link = m_dwFree;
+    m_dwFree = Page(link).dwNext;
+    return link;
+  }
+  if (m_dwCarved == m_dwMaxDescriptors) return 0;
+  PageDescriptor*& chunk = m_pChunks[m_dwCarved / kDescriptorsPerChunk];
+  if (chunk == nullptr) chunk = static_cast<PageDescriptor*>(GlobalAlloc(GMEM_FIXED, kChunkBytes));
+  return chunk != nullptr ? ++m_dwCarved : 0;
+}
+
+// A new page at the head of its class's list of pages with room; 0 when there is none to be had.
+uint32_t PageListPool::MakePage(uint32_t sizeLog) {
+  const uint32_t link = TakeDescriptor();
+  if (link == 0) return 0;
+  PageDescriptor& page = Page(link);
+  void* const memory = GlobalAlloc(GMEM_FIXED, PageBytesOf(sizeLog));
+  if (memory == nullptr) {
+    page.dwMarker = 0;
+    page.dwNext = m_dwFree;
+    m_dwFree = link;
+    return 0;
+  }
+  Poison(memory, PageBytesOf(sizeLog));
+  page.dwMarker = PageDescriptor::kPageMarker;
+  page.wCarved = 0;
+  page.wSizeLog = static_cast<uint16_t>(sizeLog);
+  page.SetMemory(memory);
+  page.nFree = 0;
+  page.nUsed = 0;
+  Push(m_Classes[sizeLog - 1].dwRoom, link);
+  ++m_dwPages;
+  m_zPageBytes += PageBytesOf(sizeLog);
+  return link;
+}
+
+// Null when the free list is empty, or was overwritten: then it is given up, so that no block that is in use
+// is handed out again.
+NO_SANITIZE_ADDRESS BlockHeader* PageListPool::TakeFreeBlock(PageDescriptor& page) {
+  if (page.nFree == 0) return nullptr;
+  BlockHeader* const header = BlockAt(page, page.nFree);
+  if (header->dwMarker != kFreeMarker || header->dwNext > page.wCarved) {
+    page.nFree = 0;
+    ++m_dwDamagedLists;
+    return nullptr;
+  }
+  page.nFree = static_cast<PageDescriptor::Slot>(header->dwNext);
+  return header;
+}
+
+NO_SANITIZE_ADDRESS BlockHeader* PageListPool::Allocate(uint32_t size, size_t total) {
+  const uint32_t sizeLog = SizeLogOf(total);
+  SizeClass& sizeClass = m_Classes[sizeLog - 1];
+  for (;;) {
+    const uint32_t pageLink = sizeClass.dwRoom != 0 ? sizeClass.dwRoom : MakePage(sizeLog);
+    if (pageLink == 0) return nullptr;
+    PageDescriptor& page = Page(pageLink);
+    BlockHeader* header = TakeFreeBlock(page);
+    if (header == nullptr && page.wCarved < BlocksPerPage(sizeLog)) header = BlockAt(page, ++page.wCarved);
+    if (IsFull(page)) {
+      Unlink(sizeClass.dwRoom, pageLink);
+      Push(sizeClass.dwFull, pageLink);
+    }
+    if (header == nullptr) continue;  // its free list was given up; there are other pages
+    header->dwMarker = kLiveMarker;
+    header->dwSize = size;
+    header->dwUser = LowHalf(UserOf(header));
+    header->dwPage = pageLink;
+    header->dwPrevious = 0;
+    header->dwNext = page.nUsed;
+    const uint32_t link = LinkOf(page, header);
+    if (page.nUsed != 0) BlockAt(page, page.nUsed)->dwPrevious = link;
+    page.nUsed = static_cast<PageDescriptor::Slot>(link);
+    return header;
+  }
+}
+
+NO_SANITIZE_ADDRESS bool PageListPool::Holds(BlockHeader* header, const Claim& claim, size_t total) const {
+  if (claim.dwPage == 0 || claim.dwPage > m_dwCarved) return false;
+  const PageDescriptor& page = Page(claim.dwPage);
+  if (page.dwMarker != PageDescriptor::kPageMarker || page.wSizeLog != SizeLogOf(total)) return false;
+  const size_t offset = reinterpret_cast<uintptr_t>(header) - reinterpret_cast<uintptr_t>(page.Memory());
+  if (offset >> page.wSizeLog >= page.wCarved) return false;
+  const uint32_t link = LinkOf(page, header);
+  const uint32_t previous = header->dwPrevious;
+  const uint32_t next = header->dwNext;
+  if (BlockAt(page, link) != header || previous > page.wCarved || next > page.wCarved) return false;
+  const bool linkedBefore = previous != 0 ? BlockAt(page, previous)->dwNext == link : page.nUsed == link;
+  return linkedBefore && (next == 0 || BlockAt(page, next)->dwPrevious == link);
+}
+
+NO_SANITIZE_ADDRESS void* PageListPool::Release(BlockHeader* header, size_t total, ReturnedBlocks& returned) {
+  const uint32_t pageLink = header->dwPage;
+  PageDescriptor& page = Page(pageLink);
+  SizeClass& sizeClass = m_Classes[page.wSizeLog - 1];
+  if (IsFull(page)) {
+    Unlink(sizeClass.dwFull, pageLink);
+    Push(sizeClass.dwRoom, pageLink);
+  }
+  if (header->dwNext != 0) BlockAt(page, header->dwNext)->dwPrevious = header->dwPrevious;
+  const auto next = static_cast<PageDescriptor::Slot>(header->dwNext);
+  if (header->dwPrevious != 0) {
+    BlockAt(page, header->dwPrevious)->dwNext = next;
+  } else {
+    page.nUsed = next;
+  }
+  header->dwMarker = kFreeMarker;
+  header->dwNext = page.nFree;
+  page.nFree = static_cast<PageDescriptor::Slot>(LinkOf(page, header));
+  Poison(UserOf(header), total - kHeaderBytes);
+  if (page.nUsed != 0) return nullptr;
+
+  for (uint32_t link = 1; link <= page.wCarved; ++link)
+    returned.Note(BlockAt(page, link));
+  char* const memory = page.Memory();
+  Unpoison(memory, PageBytesOf(page.wSizeLog));
+  Unlink(sizeClass.dwRoom, pageLink);
+  m_zPageBytes -= PageBytesOf(page.wSizeLog);
+  --m_dwPages;
+  page.dwMarker = 0;
+  page.dwNext = m_dwFree;
+  m_dwFree = pageLink;
+  return memory;
+}
+
+}  // namespace page_list

@@ -1,0 +1,90 @@
+// Blocks of power-of-two sizes, carved out of pages that are returned when their last block is released.
+#pragma once
+
+#include <cstring>
+#include <type_traits>
+
+#include "src/kit_mem/BlockHeader.h"
+#include "src/kit_mem/Checker.h"
+#include "src/kit_mem/ReturnedBlocks.h"
+
+namespace page_list {
+
+// 28 bytes on every target, so that a chunk holds the same number of them. Block links hold a slot plus 1,
+// page links the descriptor's index plus 1; 0 is none.
+struct PageDescriptor {
+  using Slot = std::conditional_t<sizeof(void*) == 8, uint16_t, uint32_t>;
+  uint32_t dwMarker;                               // kPageMarker while it has a page
+  uint16_t wCarved;                                // blocks that have been handed out at least once
+  uint16_t wSizeLog;                               // of the block size
+  alignas(4) unsigned char memory[sizeof(void*)];  // the page's address; descriptors are aligned to 4 bytes
+  Slot nFree;                                      // heads of the lists of the page's blocks
+  Slot nUsed;
+  uint32_t dwPrevious;  // in the list of its size class
+  uint32_t dwNext;      // also in the list of free descriptors
+
+  static constexpr uint32_t kPageMarker = 0xBA679412;
+  char* Memory() const {
+    char* address;
+    std::memcpy(&address, memory, sizeof(address));
+    return address;
+  }
+  void SetMemory(const void* address) { std::memcpy(memory, &address, sizeof(address)); }
+};
+static_assert(sizeof(PageDescriptor) == 28);
+
+// Not thread-safe.
+class PageListPool {
+ public:
+  static constexpr uint32_t kSizeClasses = 32;
+  static constexpr uint32_t kMaxChunks = 32;
+  static constexpr size_t kChunkBytes = 32768;
+  static constexpr uint32_t kDescriptorsPerChunk = kChunkBytes / sizeof(PageDescriptor);
+  static constexpr uint32_t kMaxDescriptors = kMaxChunks * kDescriptorsPerChunk;
+  static_assert(kDescriptorsPerChunk == 1170 && kMaxDescriptors == 37440);
+
+  // maxDescriptors: at most kMaxDescriptors, less only to test what happens beyond.
+  explicit PageListPool(uint32_t maxDescriptors) : m_dwMaxDescriptors(maxDescriptors) {}
+  PageListPool(const PageListPool&) = delete;
+  PageListPool& operator=(const PageListPool&) = delete;
+  ~PageListPool();
+
+  // A block with its header filled but for identifier and key; null when there is no memory or no descriptor.
+  BlockHeader* Allocate(uint32_t size, size_t total);
+  // Whether a block that the checker knows lies where its header says, and its links are sound.
+  bool Holds(BlockHeader* header, const Claim& claim, size_t total) const;
+  // Takes back a block that it holds. Returns the page's memory when this was its last block: the caller
+  // gives it to GlobalFree(); its blocks are noted in `returned`.
+  void* Release(BlockHeader* header, size_t total, ReturnedBlocks& returned);
+
+  size_t PageBytes() const { return m_zPageBytes; }
+  uint32_t Pages() const { return m_dwPages; }
+  size_t TableBytes() const;
+  uint32_t DamagedLists() const { return m_dwDamagedLists; }
+
+ private:
+  struct SizeClass {
+    uint32_t dwRoom;  // pages with room
+    uint32_t dwFull;
+  };
+
+  PageDescriptor& Page(uint32_t link) const {
+    return m_pChunks[(link - 1) / kDescriptorsPerChunk][(link - 1) % kDescriptorsPerChunk];
+  }
+  uint32_t TakeDescriptor();
+  uint32_t MakePage(uint32_t sizeLog);
+  BlockHeader* TakeFreeBlock(PageDescriptor& page);
+  void Push(uint32_t& list, uint32_t link);
+  void Unlink(uint32_t& list, uint32_t link);
+
+  SizeClass m_Classes[kSizeClasses] = {};  // by the base-2 logarithm of the block size, less 1
+  PageDescriptor* m_pChunks[kMaxChunks] = {};
+  uint32_t m_dwCarved = 0;  // descriptors
+  uint32_t m_dwFree = 0;    // list of descriptors
+  uint32_t m_dwMaxDescriptors;
+  uint32_t m_dwPages = 0;
+  uint32_t m_dwDamagedLists = 0;
+  size_t m_zPageBytes = 0;
+};
+
+}  // namespace page_list

@@ -1,0 +1,29 @@
+// See SpinLock.h.
+#include "src/kit_mem/SpinLock.h"
+
+#include <chrono>
+#include <thread>
+
+namespace page_list {
+
+void SpinLock::EnterContended() {
+  constexpr int kLooks = 100;  // a few hundred nanoseconds
+  constexpr int kYields = 50;  // some ten microseconds when nobody else wants to run
+  constexpr auto kPause = std::chrono::microseconds(100);
+  for (int round = 0;; ++round) {
+    for (int look = 0; look < kLooks; ++look) {
+      if (!m_bHeld.load(std::memory_order_relaxed) && !m_bHeld.exchange(true, std::memory_order_acquire))
+        return;
+#if defined(__i386__) || defined(__x86_64__)
+      __builtin_ia32_pause();
+#endif
+    }
+    if (round < kYields) {
+      std::this_thread::yield();
+    } else {
+      std::this_thread::sleep_for(kPause);
+    }
+  }
+}
+
+}  // namespace page_list
