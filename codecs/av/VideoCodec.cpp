@@ -4,6 +4,7 @@ extern "C" {
 #include <libswscale/swscale.h>
 }
 
+#include <algorithm>
 #include <new>
 
 #include "codecs/av/PixelFormat.h"
@@ -35,6 +36,17 @@ bool RowsAreReadable(AVFrame& frame) {
     if (offset > memory->size || PlaneBytes(frame, plane) > memory->size - offset) return false;
   }
   return true;
+}
+
+// Key frames of H.264 and H.265 come with their parameter sets in front.
+bool BeginsWithParameterSet(AVCodecID codec, const uint8_t* data, uint32_t size) {
+  const uint8_t* const end = data + size;
+  const uint8_t* const one = std::find_if(data, end, [](uint8_t byte) { return byte != 0; });
+  if (one - data < 2 || end - one < 2 || *one != 1) return false;
+  const uint8_t unit = one[1];
+  if (codec == AV_CODEC_ID_H264) return (unit & 0x1F) == 7;
+  const int type = unit >> 1 & 0x3F;
+  return codec == AV_CODEC_ID_HEVC && (type == 32 || type == 33);
 }
 
 }  // namespace
@@ -71,7 +83,13 @@ VideoCodec::Result VideoCodec::Decode(const uint8_t* data, uint32_t size, VideoP
     m_bWaitForKeyFrame = true;
   }
   if (!m_Input.Fill(data, size)) return Result::kFailed;
-  const bool accepted = avcodec_send_packet(m_pContext.get(), m_Input.Packet()) >= 0;
+  bool accepted = avcodec_send_packet(m_pContext.get(), m_Input.Packet()) >= 0;
+  if (!accepted && BeginsWithParameterSet(m_pContext->codec_id, data, size)) {
+    // A film that was moved back may repeat a picture that the decoder still has, which H.265 forbids:
+    // nothing of before is needed from here on.
+    avcodec_flush_buffers(m_pContext.get());
+    accepted = avcodec_send_packet(m_pContext.get(), m_Input.Packet()) >= 0;
+  }
   // A damaged frame may be reported as an error and still give a picture: concealed damage shows more than a
   // frozen view.
   if (ReceiveNewest()) return Deliver(planes);

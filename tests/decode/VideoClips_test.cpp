@@ -151,6 +151,22 @@ TEST_F(ClipTest, LostFrames) {
   }
 }
 
+// As a film does that is moved back to the key frame it has just shown. H.265 has key frames that may not
+// follow themselves.
+TEST_F(ClipTest, AKeyFrameMayComeAgain) {
+  constexpr uint8_t kVps = 0x40;
+  Load({"open.h265", 176, 144});
+  size_t keyFrames = 0;
+  for (size_t i = 0; i < kPictures; ++i) {
+    ASSERT_TRUE(Feed(Unit(i)));
+    const Bytes unit = Unit(i);
+    if (*std::ranges::find_if(unit, [](uint8_t byte) { return byte > 1; }) != kVps) continue;
+    ++keyFrames;
+    EXPECT_TRUE(Feed(unit)) << i;
+  }
+  EXPECT_GT(keyFrames, 1u);
+}
+
 TEST_F(ClipTest, FollowsASizeChangeInMidStream) {
   for (const Clip& clip : {kPlain, kLarger, kPlain}) {
     Load(clip);
