@@ -212,21 +212,22 @@ void Allocator::Release(void* user, CallKind kind) {
 }
 
 void* Allocator::Reallocate(void* user, size_t size, CallKind kind) {
-  void* const moved = Allocate(size, kind);
-  if (moved == nullptr || user == nullptr) return moved;
+  if (user == nullptr) return Allocate(size, kind);
+  Instance* const instance = Prepare();
+  if (instance == nullptr) return nullptr;
+  // Before the new block is made: that may take the place of one that was released.
   const bool returned = m_Returned.Contains(user);
   Claim claim = ClaimOf(user, returned);
+  bool granted = false;
   Report report;
   {
     const SpinGuard guard(m_Lock);
     if (returned) claim = m_Returned.ClaimOf(user);
-    Verify(*m_pInstance.load(std::memory_order_relaxed), user, claim, report);
+    granted = Verify(*instance, user, claim, report);
   }
-  if (report.text != Report::Text::kNone) {
-    report.Print();
-    Release(moved, kind);
-    return nullptr;
-  }
+  if (!granted) report.Print();
+  void* const moved = granted ? Allocate(size, kind) : nullptr;
+  if (moved == nullptr) return nullptr;
   std::memcpy(moved, user, std::min<size_t>(claim.dwSize, size));
   Release(user, kind);
   return moved;

@@ -44,9 +44,10 @@ void LargeBlockPool::Return(BlockHeader* header, size_t total) {
 NO_SANITIZE_ADDRESS void LargeBlockPool::Link(BlockHeader* header, size_t total, const Checker& checker) {
   m_zBytes += LargeBytesOf(total);
   if (header->dwIdentifier == kUntracked) return;
+  const uint32_t link = header->dwIdentifier + 1;
   header->dwNext = m_dwFirst;
-  if (m_dwFirst != 0) BlockOf(m_dwFirst, checker)->dwPrevious = header->dwIdentifier + 1;
-  m_dwFirst = header->dwIdentifier + 1;
+  (m_dwFirst != 0 ? BlockOf(m_dwFirst, checker)->dwPrevious : m_dwLast) = link;
+  m_dwFirst = link;
 }
 
 NO_SANITIZE_ADDRESS bool LargeBlockPool::Holds(BlockHeader* header, const Claim& claim,
@@ -59,15 +60,16 @@ NO_SANITIZE_ADDRESS bool LargeBlockPool::Holds(BlockHeader* header, const Claim&
   const bool linkedBefore = previous != 0
                                 ? IsLarge(previous, checker) && BlockOf(previous, checker)->dwNext == link
                                 : m_dwFirst == link;
-  return linkedBefore &&
-         (next == 0 || (IsLarge(next, checker) && BlockOf(next, checker)->dwPrevious == link));
+  const bool linkedBehind =
+      next != 0 ? IsLarge(next, checker) && BlockOf(next, checker)->dwPrevious == link : m_dwLast == link;
+  return linkedBefore && linkedBehind;
 }
 
 NO_SANITIZE_ADDRESS void LargeBlockPool::Unlink(BlockHeader* header, size_t total, const Checker& checker) {
   m_zBytes -= LargeBytesOf(total);
   header->dwMarker = kFreeMarker;
   if (header->dwIdentifier == kUntracked) return;
-  if (header->dwNext != 0) BlockOf(header->dwNext, checker)->dwPrevious = header->dwPrevious;
+  (header->dwNext != 0 ? BlockOf(header->dwNext, checker)->dwPrevious : m_dwLast) = header->dwPrevious;
   (header->dwPrevious != 0 ? BlockOf(header->dwPrevious, checker)->dwNext : m_dwFirst) = header->dwNext;
 }
 

@@ -25,7 +25,8 @@ class LargeBlockPool {
   size_t Bytes() const { return m_zBytes; }
 
  private:
-  uint32_t m_dwFirst = 0;
+  uint32_t m_dwFirst = 0;  // links
+  uint32_t m_dwLast = 0;
   size_t m_zBytes = 0;
 };
 

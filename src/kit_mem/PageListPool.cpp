@@ -24,16 +24,16 @@ static_assert(BlocksPerPage(14) == 32 && BlocksPerPage(15) == 16 && PageBytesOf(
 
 // link: a slot plus 1.
 BlockHeader* BlockAt(const PageDescriptor& page, uint32_t link) {
-  return reinterpret_cast<BlockHeader*>(page.Memory() + (size_t{link - 1} << page.wSizeLog));
+  return reinterpret_cast<BlockHeader*>(page.Memory() + (size_t{link - 1} << page.bSizeLog));
 }
 
 uint32_t LinkOf(const PageDescriptor& page, const BlockHeader* header) {
   const auto offset = static_cast<size_t>(reinterpret_cast<const char*>(header) - page.Memory());
-  return static_cast<uint32_t>(offset >> page.wSizeLog) + 1;
+  return static_cast<uint32_t>(offset >> page.bSizeLog) + 1;
 }
 
 bool IsFull(const PageDescriptor& page) {
-  return page.nFree == 0 && page.wCarved == BlocksPerPage(page.wSizeLog);
+  return page.nFree == 0 && page.bCarved == BlocksPerPage(page.bSizeLog);
 }
 
 }  // namespace
@@ -42,7 +42,7 @@ PageListPool::~PageListPool() {
   for (const SizeClass& sizeClass : m_Classes)
     for (const uint32_t list : {sizeClass.dwRoom, sizeClass.dwFull})
       for (uint32_t link = list; link != 0; link = Page(link).dwNext) {
-        Unpoison(Page(link).Memory(), PageBytesOf(Page(link).wSizeLog));
+        Unpoison(Page(link).Memory(), PageBytesOf(Page(link).bSizeLog));
         GlobalFree(Page(link).Memory());
       }
   for (PageDescriptor* chunk : m_pChunks)
@@ -93,11 +93,12 @@ uint32_t PageListPool::MakePage(uint32_t sizeLog) {
   }
   Poison(memory, PageBytesOf(sizeLog));
   page.dwMarker = PageDescriptor::kPageMarker;
-  page.wCarved = 0;
-  page.wSizeLog = static_cast<uint16_t>(sizeLog);
+  page.bCarved = 0;
+  page.bSizeLog = static_cast<uint8_t>(sizeLog);
   page.SetMemory(memory);
   page.nFree = 0;
   page.nUsed = 0;
+  page.wUsedEnd = 0;
   Push(m_Classes[sizeLog - 1].dwRoom, link);
   ++m_dwPages;
   m_zPageBytes += PageBytesOf(sizeLog);
@@ -109,7 +110,7 @@ uint32_t PageListPool::MakePage(uint32_t sizeLog) {
 NO_SANITIZE_ADDRESS BlockHeader* PageListPool::TakeFreeBlock(PageDescriptor& page) {
   if (page.nFree == 0) return nullptr;
   BlockHeader* const header = BlockAt(page, page.nFree);
-  if (header->dwMarker != kFreeMarker || header->dwNext > page.wCarved) {
+  if (header->dwMarker != kFreeMarker || header->dwNext > page.bCarved) {
     page.nFree = 0;
     ++m_dwDamagedLists;
     return nullptr;
@@ -126,7 +127,7 @@ NO_SANITIZE_ADDRESS BlockHeader* PageListPool::Allocate(uint32_t size, size_t to
     if (pageLink == 0) return nullptr;
     PageDescriptor& page = Page(pageLink);
     BlockHeader* header = TakeFreeBlock(page);
-    if (header == nullptr && page.wCarved < BlocksPerPage(sizeLog)) header = BlockAt(page, ++page.wCarved);
+    if (header == nullptr && page.bCarved < BlocksPerPage(sizeLog)) header = BlockAt(page, ++page.bCarved);
     if (IsFull(page)) {
       Unlink(sizeClass.dwRoom, pageLink);
       Push(sizeClass.dwFull, pageLink);
@@ -139,7 +140,11 @@ NO_SANITIZE_ADDRESS BlockHeader* PageListPool::Allocate(uint32_t size, size_t to
     header->dwPrevious = 0;
     header->dwNext = page.nUsed;
     const uint32_t link = LinkOf(page, header);
-    if (page.nUsed != 0) BlockAt(page, page.nUsed)->dwPrevious = link;
+    if (page.nUsed != 0) {
+      BlockAt(page, page.nUsed)->dwPrevious = link;
+    } else {
+      page.wUsedEnd = static_cast<uint16_t>(link);
+    }
     page.nUsed = static_cast<PageDescriptor::Slot>(link);
     return header;
   }
@@ -148,26 +153,31 @@ NO_SANITIZE_ADDRESS BlockHeader* PageListPool::Allocate(uint32_t size, size_t to
 NO_SANITIZE_ADDRESS bool PageListPool::Holds(BlockHeader* header, const Claim& claim, size_t total) const {
   if (claim.dwPage == 0 || claim.dwPage > m_dwCarved) return false;
   const PageDescriptor& page = Page(claim.dwPage);
-  if (page.dwMarker != PageDescriptor::kPageMarker || page.wSizeLog != SizeLogOf(total)) return false;
+  if (page.dwMarker != PageDescriptor::kPageMarker || page.bSizeLog != SizeLogOf(total)) return false;
   const size_t offset = reinterpret_cast<uintptr_t>(header) - reinterpret_cast<uintptr_t>(page.Memory());
-  if (offset >> page.wSizeLog >= page.wCarved) return false;
+  if (offset >> page.bSizeLog >= page.bCarved) return false;
   const uint32_t link = LinkOf(page, header);
   const uint32_t previous = header->dwPrevious;
   const uint32_t next = header->dwNext;
-  if (BlockAt(page, link) != header || previous > page.wCarved || next > page.wCarved) return false;
+  if (BlockAt(page, link) != header || previous > page.bCarved || next > page.bCarved) return false;
   const bool linkedBefore = previous != 0 ? BlockAt(page, previous)->dwNext == link : page.nUsed == link;
-  return linkedBefore && (next == 0 || BlockAt(page, next)->dwPrevious == link);
+  const bool linkedBehind = next != 0 ? BlockAt(page, next)->dwPrevious == link : page.wUsedEnd == link;
+  return linkedBefore && linkedBehind;
 }
 
 NO_SANITIZE_ADDRESS void* PageListPool::Release(BlockHeader* header, size_t total, ReturnedBlocks& returned) {
   const uint32_t pageLink = header->dwPage;
   PageDescriptor& page = Page(pageLink);
-  SizeClass& sizeClass = m_Classes[page.wSizeLog - 1];
+  SizeClass& sizeClass = m_Classes[page.bSizeLog - 1];
   if (IsFull(page)) {
     Unlink(sizeClass.dwFull, pageLink);
     Push(sizeClass.dwRoom, pageLink);
   }
-  if (header->dwNext != 0) BlockAt(page, header->dwNext)->dwPrevious = header->dwPrevious;
+  if (header->dwNext != 0) {
+    BlockAt(page, header->dwNext)->dwPrevious = header->dwPrevious;
+  } else {
+    page.wUsedEnd = static_cast<uint16_t>(header->dwPrevious);
+  }
   const auto next = static_cast<PageDescriptor::Slot>(header->dwNext);
   if (header->dwPrevious != 0) {
     BlockAt(page, header->dwPrevious)->dwNext = next;
@@ -180,12 +190,12 @@ NO_SANITIZE_ADDRESS void* PageListPool::Release(BlockHeader* header, size_t tota
   Poison(UserOf(header), total - kHeaderBytes);
   if (page.nUsed != 0) return nullptr;
 
-  for (uint32_t link = 1; link <= page.wCarved; ++link)
+  for (uint32_t link = 1; link <= page.bCarved; ++link)
     returned.Note(BlockAt(page, link));
   char* const memory = page.Memory();
-  Unpoison(memory, PageBytesOf(page.wSizeLog));
+  Unpoison(memory, PageBytesOf(page.bSizeLog));
   Unlink(sizeClass.dwRoom, pageLink);
-  m_zPageBytes -= PageBytesOf(page.wSizeLog);
+  m_zPageBytes -= PageBytesOf(page.bSizeLog);
   --m_dwPages;
   page.dwMarker = 0;
   page.dwNext = m_dwFree;

@@ -14,9 +14,10 @@ namespace page_list {
 // page links the descriptor's index plus 1; 0 is none.
 struct PageDescriptor {
   using Slot = std::conditional_t<sizeof(void*) == 8, uint16_t, uint32_t>;
-  uint32_t dwMarker;                               // kPageMarker while it has a page
-  uint16_t wCarved;                                // blocks that have been handed out at least once
-  uint16_t wSizeLog;                               // of the block size
+  uint32_t dwMarker;  // kPageMarker while it has a page
+  uint8_t bCarved;    // blocks that have been handed out at least once
+  uint8_t bSizeLog;   // the base-2 logarithm of the block size
+  uint16_t wUsedEnd;  // the last of the used blocks, so that both ends of their list can be verified
   alignas(4) unsigned char memory[sizeof(void*)];  // the page's address; descriptors are aligned to 4 bytes
   Slot nFree;                                      // heads of the lists of the page's blocks
   Slot nUsed;
