@@ -138,8 +138,9 @@ bool VideoPath::GetBitmap(uint8_t* buffer, uint32_t sizeBytes) {
   {
     ScopedLock holdPicture(m_PictureLock);  // texts are drawn into the picture under it
     ScopedLock hold(m_DecoderLock);
+    Decoder* const decoder = m_pDecoder.get();
     const bool survived = platform::RunGuarded(
-        [&] { copied = m_pDecoder != nullptr && m_pDecoder->GetImageRGB32(buffer, sizeBytes); });
+        [&] { copied = decoder != nullptr && decoder->GetImageRGB32(buffer, sizeBytes); });
     if (!survived) copied = false;
   }
   if (copied) notification::RaiseEvent(m_Label.PlayerID(), kEventSnapshot);
