@@ -51,9 +51,9 @@ QXSP_FILE_HEADER HostFixture::Header(uint16_t width, uint16_t height) {
   return header;
 }
 
-uint32_t HostFixture::OpenPlayer() {
+uint32_t HostFixture::OpenPlayer(const QXSP_FILE_HEADER& header) {
   const auto player = static_cast<uint32_t>(QXSP_CreatePlayer());
-  EXPECT_EQ(OpenStream(player, Header()), 1);
+  EXPECT_EQ(OpenStream(player, header), 1);
   EXPECT_EQ(QXSP_SetFrameControlMode(player, QXSP_MODE_AT_ONCE), 1);
   const QXSP_RECT window = {100, 100, 164, 148};
   EXPECT_EQ(QXSP_SetVideoPreview(player, &g_Mutex, &window, 1), 1);

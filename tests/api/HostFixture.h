@@ -21,10 +21,10 @@ class HostFixture : public testing::Test {
   ~HostFixture() override;
 
   static QXSP_FILE_HEADER Header(uint16_t width = 64, uint16_t height = 48);
-  // A new player that plays an H.264 stream without pacing, in a window.
-  uint32_t OpenPlayer();
+  // A new player that plays a stream without pacing, in a window.
+  uint32_t OpenPlayer(const QXSP_FILE_HEADER& header = Header());
   static int32_t OpenStream(uint32_t player, const QXSP_FILE_HEADER& header);
-  // A key frame whose picture's luma is the unit type's byte, 0x67.
+  // A key frame; unless scripted, its picture's luma is 0, the start code's first byte.
   static int32_t PushKey(uint32_t player);
   static int32_t PushDelta(uint32_t player);
 
