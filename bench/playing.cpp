@@ -4,14 +4,12 @@
 //   bench_playing [CLIP.h264...]
 extern "C" {
 #include <libavcodec/avcodec.h>
-#include <libavformat/avformat.h>
 }
 #include <sys/resource.h>
 
 #include <condition_variable>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <memory>
@@ -21,54 +19,15 @@ extern "C" {
 #include <thread>
 #include <vector>
 
+#include "bench/LiveClip.h"
 #include "bench/Measure.h"
 #include "qxsdkp.h"
 
 namespace {
 
-using AccessUnit = std::vector<uint8_t>;
-
 constexpr int kRounds = 5;
 constexpr size_t kBatch =
     50;  // frames pushed at a time while the CPU time is measured: this thread is not what is measured
-
-struct Clip {
-  std::vector<AccessUnit> units;
-  int nWidth = 0;
-  int nHeight = 0;
-
-  // A second, at 25 frames a second.
-  double Megabits() const {
-    double bytes = 0;
-    for (const AccessUnit& unit : units)
-      bytes += static_cast<double>(unit.size());
-    return bytes * 8 / 1e6 * 25 / static_cast<double>(units.size());
-  }
-};
-
-Clip ReadClip(const char* path) {
-  AVFormatContext* format = nullptr;
-  Clip clip;
-  if (avformat_open_input(&format, path, nullptr, nullptr) < 0 ||
-      avformat_find_stream_info(format, nullptr) < 0) {
-    std::fprintf(stderr, "bench_playing: cannot read %s\n", path);
-    std::exit(1);
-  }
-  AVPacket* packet = av_packet_alloc();
-  while (av_read_frame(format, packet) >= 0) {
-    clip.units.emplace_back(packet->data, packet->data + packet->size);
-    av_packet_unref(packet);
-  }
-  clip.nWidth = format->streams[0]->codecpar->width;
-  clip.nHeight = format->streams[0]->codecpar->height;
-  av_packet_free(&packet);
-  avformat_close_input(&format);
-  if (clip.units.empty()) {
-    std::fprintf(stderr, "bench_playing: nothing to play in %s\n", path);
-    std::exit(1);
-  }
-  return clip;
-}
 
 double CpuMs() {
   rusage usage;
@@ -79,7 +38,7 @@ double CpuMs() {
 
 // One thread, low delay, no output: the reference. Returns CPU ms; `perFrameMs` receives the time of each
 // frame.
-double DecodeBare(const Clip& clip, std::vector<double>* perFrameMs) {
+double DecodeBare(const LiveClip& clip, std::vector<double>* perFrameMs) {
   AVCodecContext* codec = avcodec_alloc_context3(avcodec_find_decoder(AV_CODEC_ID_H264));
   codec->thread_count = 1;
   codec->flags |= AV_CODEC_FLAG_LOW_DELAY;
@@ -133,42 +92,17 @@ void WaitShown(size_t count) {
   }
 }
 
-void Push(uint32_t player, const AccessUnit& unit) {
-  const int32_t result =
-      QXSP_WriteToStreamOneFrame2(player, unit.data(), static_cast<uint32_t>(unit.size()), 0, 0);
-  if (result != QXSP_WRITE_QUEUED) {
-    std::fprintf(stderr, "bench_playing: a frame was refused with %d\n", result);
-    std::exit(1);
-  }
-}
-
-uint32_t OpenPlayer(const Clip& clip, int width, int height) {
-  const auto player = static_cast<uint32_t>(QXSP_CreatePlayer());
-  QXSP_FILE_HEADER header = {};
-  std::memcpy(reinterpret_cast<char*>(&header) + 32, "QFH", 3);
-  header.wVideoCodecID = QXSP_VIDEO_H264;
-  header.wVideoWidth = static_cast<uint16_t>(clip.nWidth);
-  header.wVideoHeight = static_cast<uint16_t>(clip.nHeight);
-  header.wFrameRateNum = 25;
-  header.wFrameRateDen = 1;
-  if (QXSP_OpenStream(player, &header, sizeof header) != 1) {
-    std::fprintf(stderr, "bench_playing: the stream does not open\n");
-    std::exit(1);
-  }
-  QXSP_SetFrameControlMode(player, QXSP_MODE_AT_ONCE);
-  const QXSP_RECT rect = {0, 0, width, height};
-  static int window;
-  QXSP_SetVideoPreview(player, &window, &rect, 1);
+uint32_t OpenPlayer(const LiveClip& clip, int width, int height) {
   g_nShown = 0;
-  return player;
+  return OpenLivePlayer(clip, width, height);
 }
 
-double Play(const Clip& clip, int width, int height) {
+double Play(const LiveClip& clip, int width, int height) {
   const uint32_t player = OpenPlayer(clip, width, height);
   const double start = CpuMs();
   for (size_t i = 0; i < clip.units.size(); ++i) {
     if (i % kBatch == 0 && i > 0) WaitShown(i - kBatch / 2);
-    Push(player, clip.units[i]);
+    PushLive(player, clip.units[i]);
   }
   WaitShown(clip.units.size());
   const double used = CpuMs() - start;
@@ -198,7 +132,7 @@ void PrintStages(const std::filesystem::path& directory, double bareMs) {
       sums[0] / frames, bareMs, sums[1] / frames, sums[2] / frames, sums[3] / frames);
 }
 
-void MeasureCost(const Clip& clip, int width, int height) {
+void MeasureCost(const LiveClip& clip, int width, int height) {
   const auto directory = std::filesystem::temp_directory_path() / ("qx-bench-" + std::to_string(getpid()));
   std::vector<double> ratios;
   std::vector<double> bare;
@@ -216,7 +150,7 @@ void MeasureCost(const Clip& clip, int width, int height) {
   std::filesystem::remove_all(directory);
 }
 
-void MeasureLatency(const Clip& clip) {
+void MeasureLatency(const LiveClip& clip) {
   constexpr auto kPeriod = std::chrono::milliseconds(40);
   std::vector<double> decodeMs;
   DecodeBare(clip, &decodeMs);
@@ -228,7 +162,7 @@ void MeasureLatency(const Clip& clip) {
     std::this_thread::sleep_until(next);
     next += kPeriod;
     const auto pushed = Clock::now();
-    Push(player, clip.units[i]);
+    PushLive(player, clip.units[i]);
     WaitShown(i + 1);
     const std::lock_guard lock(g_Mutex);
     latencies.push_back(std::chrono::duration<double, std::milli>(g_ShownAt - pushed).count() - decodeMs[i]);
@@ -255,7 +189,7 @@ int main(int argc, char** argv) {
   const std::vector<const char*> paths =
       argc > 1 ? std::vector<const char*>(argv + 1, argv + argc) : std::vector<const char*>{QX_CLIPS};
   for (const char* path : paths) {
-    const Clip clip = ReadClip(path);
+    const LiveClip clip = ReadLiveClip(path);
     std::printf("playing %zu frames of %d x %d H.264 at %.1f Mbit/s, headless, %d rounds\n",
                 clip.units.size(), clip.nWidth, clip.nHeight, clip.Megabits(), kRounds);
     MeasureCost(clip, clip.nWidth, clip.nHeight);
