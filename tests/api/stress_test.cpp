@@ -1,11 +1,14 @@
-// Many host threads at once: frames pushed while others open, close, move, pause, stop, reset and release.
-// Made to run under the thread sanitizer.
+// Many host threads at once: frames pushed while others open streams and files, close, move, seek, pause,
+// stop, reset and release. Made to run under the thread sanitizer.
 #include <atomic>
 #include <random>
+#include <string>
 #include <thread>
 #include <vector>
 
 #include "tests/api/HostFixture.h"
+#include "tests/support/Recording.h"
+#include "tests/support/TempDir.h"
 
 namespace {
 
@@ -14,11 +17,11 @@ class Stress : public HostFixture {};
 constexpr uint32_t kPlayers = 4;
 
 // One thing that a host might do, chosen by chance. Players may or may not exist and be open.
-void DoSomething(std::minstd_rand& chance, const QXSP_FILE_HEADER& header) {
+void DoSomething(std::minstd_rand& chance, const QXSP_FILE_HEADER& header, const std::string& file) {
   const auto player = static_cast<uint32_t>(chance() % kPlayers);
   const QXSP_RECT window = {0, 0, 64, 48};
   int handle = 0;
-  switch (chance() % 16) {
+  switch (chance() % 20) {
     case 0:
       QXSP_OpenStream(player, &header, sizeof header);
       break;
@@ -69,6 +72,20 @@ void DoSomething(std::minstd_rand& chance, const QXSP_FILE_HEADER& header) {
     case 13:
       QXSP_ConfigLog(QXSP_LOG_NONE, nullptr, QXSP_LOG_ERROR + static_cast<int32_t>(chance() % 2));
       break;
+    case 14:
+    case 15:
+      QXSP_OpenFile(player, file.c_str());
+      break;
+    case 16:
+    case 17: {
+      uint32_t position = 0;
+      uint32_t number = 0;
+      QXSP_GotoKeyFrame(player, static_cast<uint32_t>(chance() % 40), static_cast<int32_t>(chance() % 2));
+      QXSP_GetKeyFramePos(player, &position, &number);
+      EXPECT_LE(QXSP_GetCurFrameNum(player), 30u);
+      EXPECT_LE(QXSP_GetTotalFrames(player), 30u);
+      break;
+    }
     default:
       QXSP_SetVideoPreview(player, &handle, &window, 0);
       break;
@@ -79,10 +96,15 @@ void DoSomething(std::minstd_rand& chance, const QXSP_FILE_HEADER& header) {
 
 TEST_F(Stress, HostThreadsDoWhatTheyLikeWhileFramesArrive) {
   constexpr int kHostThreads = 3;
-  constexpr int kRounds = 300;
+  constexpr int kRounds = 400;
   for (uint32_t i = 0; i < kPlayers; ++i)
     OpenPlayer();
   const QXSP_FILE_HEADER header = Header();
+  const TempDir dir;
+  Recording recording(5);
+  for (uint32_t frame = 0; frame < 30; ++frame)
+    recording.Add(frame % 10 == 0, "frame").Add(2, "sound");
+  const std::string file = recording.Save(dir / "a.sv5");
 
   std::atomic<bool> pushing{true};
   std::vector<std::thread> threads;
@@ -97,10 +119,10 @@ TEST_F(Stress, HostThreadsDoWhatTheyLikeWhileFramesArrive) {
   }
   std::vector<std::thread> hosts;
   for (unsigned seed = 1; seed <= kHostThreads; ++seed) {
-    hosts.emplace_back([seed, &header] {
+    hosts.emplace_back([seed, &header, &file] {
       std::minstd_rand chance(seed);
       for (int round = 0; round < kRounds; ++round)
-        DoSomething(chance, header);
+        DoSomething(chance, header, file);
     });
   }
   for (std::thread& host : hosts)
