@@ -198,6 +198,7 @@ TEST_F(AudioViewerTest, SkipsAheadWhileMoreThan6400BytesWait) {
 
 TEST_F(AudioViewerTest, APassOnAnotherThreadGoesByThatThreadsTicks) {
   BeginPlaying();
+  m_Viewer.Monitor();
   m_Clock.Advance(UINT32_MAX);  // the 32-bit count wraps, which a later thread has not seen
   m_Viewer.Monitor();
   Run({{Step::kCursor, 3200, ""}});
