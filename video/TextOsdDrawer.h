@@ -22,9 +22,8 @@ class TextOsdDrawer final : public IOsdDrawer {
   void DrawYUY2(uint8_t*, uint32_t, uint32_t, uint32_t) override {}
 
  private:
-  template <typename Pen>
-  void DrawText(const Pen& pen, uint8_t* const planes[3], const uint32_t strides[3], uint32_t width,
-                uint32_t height) const;
+  template <typename Draw>
+  void ForEachGlyph(int64_t x, uint32_t scale, uint32_t width, const Draw& draw) const;
 
   GlyphFont& m_Font;
   std::basic_string<char, std::char_traits<char>, ThrowingAllocator<char>> m_strText;

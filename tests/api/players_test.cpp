@@ -74,6 +74,8 @@ TEST_F(Players, EveryExportAnswersItsFailureValueForABadIdentifier) {
     EXPECT_EQ(QXSP_SetVideoSubPreview(id, bytes.data(), &rect, 1), 0);
     EXPECT_EQ(QXSP_RefreshWindow(id), 0);
     EXPECT_EQ(QXSP_SetAudioPreview(id, nullptr, 1), 0);
+    EXPECT_EQ(QXSP_SetOSD(id, nullptr, 0), 0);
+    EXPECT_EQ(QXSP_EnableDebugOSD(id, 1), 0);
   }
   EXPECT_EQ(scripted05::TheCalls().opens, 0);
 }
@@ -307,4 +309,42 @@ TEST_F(Players, AbsurdRectanglesAndWindows) {
   EXPECT_EQ(QXSP_SetVideoPreview(player, &seam, &window, 1), 1);
   EXPECT_EQ(PushKey(player), QXSP_WRITE_QUEUED);
   EXPECT_TRUE(WaitForPictures(before + 1));
+}
+
+TEST_F(Players, TextsAreDrawnOnceIntoEveryPictureAndTakenAwayWithThePlayer) {
+  uint32_t player = OpenPlayer();
+  int pictures = 0;
+  const auto snapshot = [&](bool decode) {
+    EXPECT_EQ(decode ? PushKey(player) : QXSP_WriteToStreamOneFrame(player, nullptr, 0), QXSP_WRITE_QUEUED);
+    EXPECT_TRUE(WaitForPictures(++pictures));
+    std::array<uint8_t, 64 * 48 * 4> pixels = {};
+    EXPECT_EQ(QXSP_GetBitmap(player, pixels.data(), sizeof pixels), 1);
+    return pixels;
+  };
+  const auto plain = snapshot(true);
+  QXSP_OSD_ITEM items[2] = {};
+  items[0].pszText = "A";
+  items[0].nAlpha = 100;
+  ASSERT_EQ(QXSP_SetOSD(player, items, 1), 1);
+  const auto text = snapshot(true);
+  EXPECT_NE(text, plain);
+  EXPECT_EQ(snapshot(false), text);  // shown again, not drawn into again
+  items[1].wType = QXSP_OSD_PICTURE;
+  EXPECT_EQ(QXSP_SetOSD(player, items, 2), 0);
+  EXPECT_EQ(snapshot(true), plain);
+  ASSERT_EQ(QXSP_SetOSD(player, items, 1), 1);
+  EXPECT_EQ(QXSP_EnableDebugOSD(player, 1), 1);
+  snapshot(true);  // after it was pushed, the first report is made
+  const auto statistics = snapshot(true);
+  EXPECT_NE(statistics, plain);
+  EXPECT_NE(statistics, text);
+  EXPECT_EQ(QXSP_EnableDebugOSD(player, 0), 1);
+  snapshot(true);
+  EXPECT_EQ(snapshot(true), plain);
+  ASSERT_EQ(QXSP_EnableDebugOSD(player, 1), 1);
+  snapshot(true);
+  QXSP_ReleasePlayer(player);
+  player = OpenPlayer();
+  snapshot(true);
+  EXPECT_EQ(snapshot(true), plain);
 }
