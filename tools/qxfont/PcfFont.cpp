@@ -2,12 +2,14 @@
 
 #include <zlib.h>
 
+#include <algorithm>
 #include <memory>
 #include <stdexcept>
 
 namespace {
 
 constexpr size_t kMaxFileBytes = 64 << 20;
+constexpr unsigned kPieceBytes = 1 << 20;
 constexpr int32_t kCell = 16;  // pixels
 
 // Table types and bits of their format words, as in X.Org's libXfont (bitmap/pcf.h).
@@ -27,12 +29,18 @@ constexpr uint32_t kNoGlyph = 0xFFFF;
 std::vector<uint8_t> ReadWhole(const std::string& path) {
   const std::unique_ptr<gzFile_s, int (*)(gzFile)> file(gzopen(path.c_str(), "rb"), gzclose);
   if (file == nullptr) throw std::runtime_error("cannot be opened");
-  std::vector<uint8_t> bytes(kMaxFileBytes);
-  const int count = gzread(file.get(), bytes.data(), static_cast<unsigned>(bytes.size()));
+  std::vector<uint8_t> bytes;
+  int count = 0;
+  do {
+    const size_t have = bytes.size();
+    if (have >= kMaxFileBytes) throw std::runtime_error("is too large for a font");
+    bytes.resize(have + kPieceBytes);
+    count = gzread(file.get(), bytes.data() + have, kPieceBytes);
+    bytes.resize(have + static_cast<size_t>(std::max(count, 0)));
+  } while (count > 0);
   int code = Z_OK;
   const char* const message = gzerror(file.get(), &code);
   if (count < 0 || code != Z_OK) throw std::runtime_error(std::string("cannot be read: ") + message);
-  bytes.resize(static_cast<size_t>(count));
   return bytes;
 }
 
