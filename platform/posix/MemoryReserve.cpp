@@ -50,74 +50,57 @@ constinit Reserve g_Reserve;
 
 }  // namespace
 
-bool MemoryReserve::TryEnter() {
-  constexpr int kLooks = 200;  // half a microsecond: longer than anything that is done inside
-  for (int look = 0; look < kLooks; ++look)
-    if (!m_bHeld.load(std::memory_order_relaxed) && !m_bHeld.exchange(true, std::memory_order_acquire))
-      return true;
-  return false;
-}
-
 // Null when the size has none.
 void* MemoryReserve::PopFrom(size_t index) {
   void* const memory = m_pKept[index];
   if (memory == nullptr) return nullptr;
   m_pKept[index] = NextOf(memory);
-  m_zBytes.store(Bytes() - (index + 1) * kGranularity, std::memory_order_relaxed);
+  m_zBytes -= (index + 1) * kGranularity;
   return memory;
 }
 
 void* MemoryReserve::Take(size_t bytes) {
-  if (bytes == 0 || bytes % kGranularity != 0 || bytes > kSizes * kGranularity || !TryEnter()) return nullptr;
-  void* const memory = PopFrom(bytes / kGranularity - 1);
-  Leave();
-  return memory;
+  if (bytes == 0 || bytes % kGranularity != 0 || bytes > kSizes * kGranularity) return nullptr;
+  const MemoryLockGuard guard;
+  return PopFrom(bytes / kGranularity - 1);
 }
 
 void* MemoryReserve::Keep(void* memory) {
-  SetNext(memory, nullptr);
   const size_t granules = malloc_usable_size(memory) / kGranularity;
-  if (granules == 0 || granules > kSizes || !TryEnter()) return memory;
+  const MemoryLockGuard guard;
+  if (granules == 0 || granules > kSizes || m_bClosed) {
+    SetNext(memory, nullptr);
+    return memory;
+  }
   void* given = nullptr;
-  const size_t limit = m_bClosed ? 0 : kMaxBytes - granules * kGranularity;
   // Sizes that nobody asks for any more must not fill it for ever: every size gives way in turn.
-  while (Bytes() > limit) {
+  while (m_zBytes > kMaxBytes - granules * kGranularity) {
     m_nHand = (m_nHand + 1) % kSizes;
     void* const old = PopFrom(m_nHand);
     if (old == nullptr) continue;
     SetNext(old, given);
     given = old;
   }
-  if (m_bClosed) {
-    SetNext(memory, given);
-    given = memory;
-  } else {
-    SetNext(memory, m_pKept[granules - 1]);
-    m_pKept[granules - 1] = memory;
-    m_zBytes.store(Bytes() + granules * kGranularity, std::memory_order_relaxed);
-  }
-  Leave();
+  SetNext(memory, m_pKept[granules - 1]);
+  m_pKept[granules - 1] = memory;
+  m_zBytes += granules * kGranularity;
   return given;
 }
 
 void* MemoryReserve::Empty() {
+  const MemoryLockGuard guard;
   void* given = nullptr;
-  while (!TryEnter()) {
-  }
   for (size_t index = 0; index < kSizes; ++index)
     while (void* const memory = PopFrom(index)) {
       SetNext(memory, given);
       given = memory;
     }
-  Leave();
   return given;
 }
 
 void* MemoryReserve::Close() {
-  while (!TryEnter()) {
-  }
+  const MemoryLockGuard guard;
   m_bClosed = true;
-  Leave();
   return Empty();
 }
 
@@ -125,12 +108,10 @@ void* AllocateMemory(size_t bytes) {
   if constexpr (kKeepMemory) {
     if (void* const kept = g_Reserve.reserve.Take(bytes)) return kept;
   }
-  void* memory = std::malloc(bytes != 0 ? bytes : 1);
-  if (memory == nullptr && g_Reserve.reserve.Bytes() != 0) {
-    FreeAll(g_Reserve.reserve.Empty());
-    memory = std::malloc(bytes != 0 ? bytes : 1);
-  }
-  return memory;
+  void* const memory = std::malloc(bytes != 0 ? bytes : 1);
+  if (memory != nullptr) return memory;
+  FreeAll(g_Reserve.reserve.Empty());
+  return std::malloc(bytes != 0 ? bytes : 1);
 }
 
 void FreeMemory(void* memory) {

@@ -2,9 +2,10 @@
 // system map and clear the same memory again for each picture.
 #pragma once
 
-#include <atomic>
 #include <cstddef>
 #include <cstdint>
+
+#include "platform/MemoryLock.h"
 
 namespace platform {
 
@@ -27,25 +28,26 @@ class MemoryReserve {
   // As Close(), but goes on keeping.
   void* Empty();
 
-  size_t Bytes() const { return m_zBytes.load(std::memory_order_relaxed); }
+  size_t Bytes() const {
+    const MemoryLockGuard guard;
+    return m_zBytes;
+  }
 
  private:
   static constexpr size_t kGranularity = 4096;
   static constexpr size_t kSizes = 256;
 
-  bool TryEnter();
-  void Leave() { m_bHeld.store(false, std::memory_order_release); }
-  void* PopFrom(size_t index);
+  void* PopFrom(size_t index) REQUIRES(g_MemoryLock);
 
-  std::atomic<bool> m_bHeld{false};
-  // Written by who set m_bHeld.
-  bool m_bClosed = false;
-  uint32_t m_nHand = 0;  // the size whose memory gave way last
-  std::atomic<size_t> m_zBytes{0};
-  void* m_pKept[kSizes] = {};  // by size in granules, less 1: the latest, linked by the first word of each
+  bool m_bClosed GUARDED_BY(g_MemoryLock) = false;
+  uint32_t m_nHand GUARDED_BY(g_MemoryLock) = 0;  // the size whose memory gave way last
+  size_t m_zBytes GUARDED_BY(g_MemoryLock) = 0;
+  // By size in granules, less 1: the latest, linked by the first word of each.
+  void* m_pKept[kSizes] GUARDED_BY(g_MemoryLock) = {};
 };
 
-// GlobalAlloc and GlobalFree for the real system.
+// GlobalAlloc and GlobalFree for the real system, with a reserve. Under AddressSanitizer, which must see
+// every release, without one.
 void* AllocateMemory(size_t bytes);
 void FreeMemory(void* memory);
 

@@ -4,12 +4,12 @@
 #include <atomic>
 #include <cstddef>
 
+#include "platform/MemoryLock.h"
 #include "src/kit_mem/CallKind.h"
 #include "src/kit_mem/Checker.h"
 #include "src/kit_mem/LargeBlockPool.h"
 #include "src/kit_mem/PageListPool.h"
 #include "src/kit_mem/ReturnedBlocks.h"
-#include "src/kit_mem/SpinLock.h"
 #include "src/kit_mem/kit_mem.h"
 
 namespace page_list {
@@ -47,14 +47,15 @@ class Allocator {
   struct Report;
 
   Instance* Prepare();
+  [[gnu::noinline]] Instance* Create();
   Claim ClaimOf(void* user, bool returned) const;
-  bool Verify(Instance& instance, void* user, const Claim& claim, Report& report) REQUIRES(m_Lock);
+  bool Verify(Instance& instance, void* user, const Claim& claim, Report& report)
+      REQUIRES(platform::g_MemoryLock);
 
-  SpinLock m_Lock;
   const Limits m_Limits;
-  // Made by the first call that gets the memory for it. What it points at is guarded by m_Lock.
+  // Made by the first call that gets the memory for it. What it points at is guarded by g_MemoryLock.
   std::atomic<Instance*> m_pInstance{nullptr};
-  ReturnedBlocks m_Returned;  // but for Contains() guarded by m_Lock
+  ReturnedBlocks m_Returned;  // but for Contains() guarded by g_MemoryLock
 };
 
 }  // namespace page_list

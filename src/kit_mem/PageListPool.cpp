@@ -53,16 +53,14 @@ size_t PageListPool::TableBytes() const {
   return (m_dwCarved + kDescriptorsPerChunk - 1) / kDescriptorsPerChunk * kChunkBytes;
 }
 
-void PageListPool::Push(uint32_t& list, uint32_t link) {
-  PageDescriptor& page = Page(link);
+void PageListPool::Push(uint32_t& list, PageDescriptor& page, uint32_t link) {
   page.dwPrevious = 0;
   page.dwNext = list;
   if (list != 0) Page(list).dwPrevious = link;
   list = link;
 }
 
-void PageListPool::Unlink(uint32_t& list, uint32_t link) {
-  const PageDescriptor& page = Page(link);
+void PageListPool::Unlink(uint32_t& list, const PageDescriptor& page) {
   if (page.dwNext != 0) Page(page.dwNext).dwPrevious = page.dwPrevious;
   (page.dwPrevious != 0 ? Page(page.dwPrevious).dwNext : list) = page.dwNext;
 }
@@ -76,7 +74,7 @@ uint32_t PageListPool::TakeDescriptor() {
   if (m_dwCarved == m_dwMaxDescriptors) return 0;
   PageDescriptor*& chunk = m_pChunks[m_dwCarved / kDescriptorsPerChunk];
   if (chunk == nullptr) chunk = static_cast<PageDescriptor*>(GlobalAlloc(GMEM_FIXED, kChunkBytes));
-  return chunk != nullptr ? ++m_dwCarved : 0;
+  return chunk != nullptr ? LinkOfDescriptor(m_dwCarved++) : 0;
 }
 
 // A new page at the head of its class's list of pages with room; 0 when there is none to be had.
@@ -99,7 +97,7 @@ uint32_t PageListPool::MakePage(uint32_t sizeLog) {
   page.nFree = 0;
   page.nUsed = 0;
   page.wUsedEnd = 0;
-  Push(m_Classes[sizeLog - 1].dwRoom, link);
+  Push(m_Classes[sizeLog - 1].dwRoom, page, link);
   ++m_dwPages;
   m_zPageBytes += PageBytesOf(sizeLog);
   return link;
@@ -129,8 +127,8 @@ NO_SANITIZE_ADDRESS BlockHeader* PageListPool::Allocate(uint32_t size, size_t to
     BlockHeader* header = TakeFreeBlock(page);
     if (header == nullptr && page.bCarved < BlocksPerPage(sizeLog)) header = BlockAt(page, ++page.bCarved);
     if (IsFull(page)) {
-      Unlink(sizeClass.dwRoom, pageLink);
-      Push(sizeClass.dwFull, pageLink);
+      Unlink(sizeClass.dwRoom, page);
+      Push(sizeClass.dwFull, page, pageLink);
     }
     if (header == nullptr) continue;  // its free list was given up; there are other pages
     header->dwMarker = kLiveMarker;
@@ -151,7 +149,7 @@ NO_SANITIZE_ADDRESS BlockHeader* PageListPool::Allocate(uint32_t size, size_t to
 }
 
 NO_SANITIZE_ADDRESS bool PageListPool::Holds(BlockHeader* header, const Claim& claim, size_t total) const {
-  if (claim.dwPage == 0 || claim.dwPage > m_dwCarved) return false;
+  if (!IsLink(claim.dwPage)) return false;
   const PageDescriptor& page = Page(claim.dwPage);
   if (page.dwMarker != PageDescriptor::kPageMarker || page.bSizeLog != SizeLogOf(total)) return false;
   const size_t offset = reinterpret_cast<uintptr_t>(header) - reinterpret_cast<uintptr_t>(page.Memory());
@@ -165,13 +163,13 @@ NO_SANITIZE_ADDRESS bool PageListPool::Holds(BlockHeader* header, const Claim& c
   return linkedBefore && linkedBehind;
 }
 
-NO_SANITIZE_ADDRESS void* PageListPool::Release(BlockHeader* header, size_t total, ReturnedBlocks& returned) {
+NO_SANITIZE_ADDRESS void PageListPool::Release(BlockHeader* header, size_t total, ReturnedBlocks& returned) {
   const uint32_t pageLink = header->dwPage;
   PageDescriptor& page = Page(pageLink);
   SizeClass& sizeClass = m_Classes[page.bSizeLog - 1];
   if (IsFull(page)) {
-    Unlink(sizeClass.dwFull, pageLink);
-    Push(sizeClass.dwRoom, pageLink);
+    Unlink(sizeClass.dwFull, page);
+    Push(sizeClass.dwRoom, page, pageLink);
   }
   if (header->dwNext != 0) {
     BlockAt(page, header->dwNext)->dwPrevious = header->dwPrevious;
@@ -188,19 +186,22 @@ NO_SANITIZE_ADDRESS void* PageListPool::Release(BlockHeader* header, size_t tota
   header->dwNext = page.nFree;
   page.nFree = static_cast<PageDescriptor::Slot>(LinkOf(page, header));
   Poison(UserOf(header), total - kHeaderBytes);
-  if (page.nUsed != 0) return nullptr;
+  if (page.nUsed == 0) ReturnPage(page, pageLink, returned);
+}
 
-  for (uint32_t link = 1; link <= page.bCarved; ++link)
-    returned.Note(BlockAt(page, link));
+void PageListPool::ReturnPage(PageDescriptor& page, uint32_t link, ReturnedBlocks& returned) {
+  for (uint32_t block = 1; block <= page.bCarved; ++block)
+    returned.Note(BlockAt(page, block));
   char* const memory = page.Memory();
-  Unpoison(memory, PageBytesOf(page.bSizeLog));
-  Unlink(sizeClass.dwRoom, pageLink);
-  m_zPageBytes -= PageBytesOf(page.bSizeLog);
+  const size_t bytes = PageBytesOf(page.bSizeLog);
+  Unlink(m_Classes[page.bSizeLog - 1].dwRoom, page);
+  m_zPageBytes -= bytes;
   --m_dwPages;
   page.dwMarker = 0;
   page.dwNext = m_dwFree;
-  m_dwFree = pageLink;
-  return memory;
+  m_dwFree = link;
+  Unpoison(memory, bytes);
+  GlobalFree(memory);
 }
 
 }  // namespace page_list

@@ -11,7 +11,7 @@
 namespace page_list {
 
 // 28 bytes on every target, so that a chunk holds the same number of them. Block links hold a slot plus 1,
-// page links the descriptor's index plus 1; 0 is none.
+// page links the descriptor's chunk and slot plus 1; 0 is none.
 struct PageDescriptor {
   using Slot = std::conditional_t<sizeof(void*) == 8, uint16_t, uint32_t>;
   uint32_t dwMarker;  // kPageMarker while it has a page
@@ -54,9 +54,9 @@ class PageListPool {
   BlockHeader* Allocate(uint32_t size, size_t total);
   // Whether a block that the checker knows lies where its header says, and its links are sound.
   bool Holds(BlockHeader* header, const Claim& claim, size_t total) const;
-  // Takes back a block that it holds. Returns the page's memory when this was its last block: the caller
-  // gives it to GlobalFree(); its blocks are noted in `returned`.
-  void* Release(BlockHeader* header, size_t total, ReturnedBlocks& returned);
+  // Takes back a block that it holds, and returns the page when this was its last block: then its blocks are
+  // noted in `returned`.
+  void Release(BlockHeader* header, size_t total, ReturnedBlocks& returned);
 
   size_t PageBytes() const { return m_zPageBytes; }
   uint32_t Pages() const { return m_dwPages; }
@@ -64,19 +64,32 @@ class PageListPool {
   uint32_t DamagedLists() const { return m_dwDamagedLists; }
 
  private:
+  // A page link is its descriptor's chunk and slot, the slot in as many bits as it needs, plus 1.
+  static constexpr uint32_t kLinksPerChunk = 2048;
+
   struct SizeClass {
     uint32_t dwRoom;  // pages with room
     uint32_t dwFull;
   };
 
   PageDescriptor& Page(uint32_t link) const {
-    return m_pChunks[(link - 1) / kDescriptorsPerChunk][(link - 1) % kDescriptorsPerChunk];
+    return m_pChunks[(link - 1) / kLinksPerChunk][(link - 1) % kLinksPerChunk];
+  }
+  static uint32_t LinkOfDescriptor(uint32_t index) {
+    return index / kDescriptorsPerChunk * kLinksPerChunk + index % kDescriptorsPerChunk + 1;
+  }
+  // Whether a link that anybody may have written names a descriptor that has been carved.
+  bool IsLink(uint32_t link) const {
+    const uint32_t slot = (link - 1) % kLinksPerChunk;
+    return link - 1 < kMaxChunks * kLinksPerChunk && slot < kDescriptorsPerChunk &&
+           (link - 1) / kLinksPerChunk * kDescriptorsPerChunk + slot < m_dwCarved;
   }
   uint32_t TakeDescriptor();
   uint32_t MakePage(uint32_t sizeLog);
   BlockHeader* TakeFreeBlock(PageDescriptor& page);
-  void Push(uint32_t& list, uint32_t link);
-  void Unlink(uint32_t& list, uint32_t link);
+  void Push(uint32_t& list, PageDescriptor& page, uint32_t link);
+  void Unlink(uint32_t& list, const PageDescriptor& page);
+  void ReturnPage(PageDescriptor& page, uint32_t link, ReturnedBlocks& returned);
 
   SizeClass m_Classes[kSizeClasses] = {};  // by the base-2 logarithm of the block size, less 1
   PageDescriptor* m_pChunks[kMaxChunks] = {};

@@ -1,12 +1,14 @@
-// See SpinLock.h.
-#include "src/kit_mem/SpinLock.h"
+// See MemoryLock.h.
+#include "platform/MemoryLock.h"
 
 #include <chrono>
 #include <thread>
 
-namespace page_list {
+namespace platform {
 
-void SpinLock::EnterContended() {
+constinit MemoryLock g_MemoryLock;
+
+void MemoryLock::EnterContended() {
   constexpr int kLooks = 100;  // a few hundred nanoseconds
   constexpr int kYields = 50;  // some ten microseconds when nobody else wants to run
   constexpr auto kPause = std::chrono::microseconds(100);
@@ -26,4 +28,4 @@ void SpinLock::EnterContended() {
   }
 }
 
-}  // namespace page_list
+}  // namespace platform
