@@ -103,9 +103,10 @@ int Create(snd_pcm_t** pcm, const char* name, snd_pcm_stream_t stream, int mode)
     delete io;
     return error;
   }
-  const unsigned access[] = {SND_PCM_ACCESS_RW_INTERLEAVED};
+  // ALSA's converters want to map memory.
+  const unsigned access[] = {SND_PCM_ACCESS_MMAP_INTERLEAVED, SND_PCM_ACCESS_RW_INTERLEAVED};
   const unsigned format[] = {SND_PCM_FORMAT_S16_LE};
-  snd_pcm_ioplug_set_param_list(io, SND_PCM_IOPLUG_HW_ACCESS, 1, access);
+  snd_pcm_ioplug_set_param_list(io, SND_PCM_IOPLUG_HW_ACCESS, 2, access);
   snd_pcm_ioplug_set_param_list(io, SND_PCM_IOPLUG_HW_FORMAT, 1, format);
   snd_pcm_ioplug_set_param_minmax(io, SND_PCM_IOPLUG_HW_CHANNELS, 2, 2);
   snd_pcm_ioplug_set_param_minmax(io, SND_PCM_IOPLUG_HW_RATE, 48000, 48000);
