@@ -9,9 +9,9 @@ namespace platform {
 constinit MemoryLock g_MemoryLock;
 
 void MemoryLock::EnterContended() {
-  constexpr int kLooks = 100;  // a few hundred nanoseconds
-  constexpr int kYields = 50;  // some ten microseconds when nobody else wants to run
-  constexpr auto kPause = std::chrono::microseconds(100);
+  constexpr int kLooks = 30;   // about a microsecond: longer than anything but a page that is made
+  constexpr int kYields = 20;  // then the holder has lost its processor
+  constexpr auto kPause = std::chrono::microseconds(50);
   for (int round = 0;; ++round) {
     for (int look = 0; look < kLooks; ++look) {
       if (!m_bHeld.load(std::memory_order_relaxed) && !m_bHeld.exchange(true, std::memory_order_acquire))

@@ -15,7 +15,7 @@ namespace platform {
 
 // One atomic exchange to enter, plain stores to leave. What runs under it takes some ten nanoseconds, a third
 // of what a critical section costs, let alone the system call when two threads meet. Who finds it taken looks
-// again: at once for a few hundred nanoseconds, then giving up the processor, at last sleeping, so that a
+// again: at once for a microsecond, then giving up the processor, at last sleeping, so that a
 // holder of lower priority gets to run. Re-entrant for the thread that holds it. Usable before any
 // constructor has run.
 class CAPABILITY("mutex") MemoryLock {
