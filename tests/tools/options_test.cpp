@@ -21,9 +21,11 @@ std::string ErrorOf(const Arguments& arguments) {
 }
 
 TEST(Options, TakesEveryOptionWithBothSpellings) {
-  const Options options = Parsed({"--live", "a.mp4", "--loop", "--copies", "4", "--mode=0x25", "--seconds=7",
-                                  "--fps", "29.97", "--size=640x360", "--headless", "--sheet", "s.png",
-                                  "--timeout=3", "--log", "debug", "--log-dir=logs", "--", "--b.mp4"});
+  const Options options = Parsed(
+      {"--live", "a.mp4",  "--loop",         "--copies",   "4",       "--mode=0x25", "--seconds=7",
+       "--fps",  "29.97",  "--size=640x360", "--headless", "--sheet", "s.png",       "--timeout=3",
+       "--log",  "debug",  "--log-dir=logs", "--osd=a",    "--osd",   "b",           "--snapshots=there",
+       "--",     "--b.mp4"});
   EXPECT_EQ(options.sources, (std::vector<std::string>{"a.mp4", "--b.mp4"}));
   EXPECT_TRUE(options.live && options.loop && options.headless);
   EXPECT_EQ(options.copies, 4);
@@ -36,6 +38,8 @@ TEST(Options, TakesEveryOptionWithBothSpellings) {
   EXPECT_EQ(options.sheet, "s.png");
   EXPECT_EQ(options.logLevel, 1);
   EXPECT_EQ(options.logDir, "logs");
+  EXPECT_EQ(options.osd, (std::vector<std::string>{"a", "b"}));
+  EXPECT_EQ(options.snapshotDir, "there");
 }
 
 TEST(Options, RefusesWithTheReason) {
@@ -61,6 +65,10 @@ TEST(Options, RefusesWithTheReason) {
       {{"--live", "a", "--size=720"}, "--size: 720"},
       {{"--live", "a", "--log=loud"}, "--log: loud"},
       {{"--live", "a", "--sheet=s.png", "--no-sheet"}, "exclude each other"},
+      {{"a", "--osd=\xE2\x82\xAC"}, "GB2312"},
+      {{"--probe", "--thumbs", "a", "b"}, "exclude each other"},
+      {{"--probe"}, "no source"},
+      {{"--thumbs", "a.mp4"}, "FILE OUT.png"},
   };
   for (const auto& one : cases)
     EXPECT_THAT(ErrorOf(one.arguments), HasSubstr(one.words));

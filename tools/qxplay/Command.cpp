@@ -9,7 +9,10 @@ std::optional<Command> CommandOf(int key) {
   } kMeanings[] = {{'q', Kind::kQuit},          {kKeyEscape, Kind::kQuit},  {' ', Kind::kPause},
                    {'.', Kind::kStep},          {'[', Kind::kSlower},       {']', Kind::kFaster},
                    {'k', Kind::kKeyFramesOnly}, {kKeyLeft, Kind::kBack},    {kKeyRight, Kind::kOn},
-                   {'m', Kind::kMute},          {kKeyTab, Kind::kNextTile}, {'f', Kind::kFullScreen},
+                   {'m', Kind::kMute},          {kKeyTab, Kind::kNextTile}, {'+', Kind::kZoomIn},
+                   {'=', Kind::kZoomIn},        {'-', Kind::kZoomOut},      {'z', Kind::kWhole},
+                   {'w', Kind::kSubWindow},     {'c', Kind::kCrop},         {'d', Kind::kStatistics},
+                   {'i', Kind::kProcessing},    {'s', Kind::kSnapshot},     {'f', Kind::kFullScreen},
                    {'r', Kind::kRedraw}};
   for (const auto& meaning : kMeanings) {
     if (meaning.key == key) return Command{meaning.kind};
@@ -18,7 +21,7 @@ std::optional<Command> CommandOf(int key) {
 }
 
 bool DoesRepeat(int key) {
-  return key == '.' || key == kKeyLeft || key == kKeyRight;
+  return key == '.' || key == kKeyLeft || key == kKeyRight || key == '+' || key == '=' || key == '-';
 }
 
 std::vector<int> KeysOfTerminal(std::string_view bytes) {

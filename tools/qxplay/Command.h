@@ -21,6 +21,14 @@ struct Command {
     kKeyFramesOnly,
     kMute,
     kNextTile,
+    kZoomIn,
+    kZoomOut,
+    kWhole,  // picture
+    kSubWindow,
+    kCrop,
+    kStatistics,
+    kProcessing,
+    kSnapshot,
     kFullScreen,
     kRedraw
   };

@@ -9,29 +9,7 @@
 #include <vector>
 
 #include "tools/common/Mutex.h"
-
-// Pixels in somebody's memory: bytes blue, green, red, unused.
-struct PixelView {
-  const uint8_t* top = nullptr;
-  int pitch = 0;  // bytes from a row to the next
-  int width = 0;
-  int height = 0;
-};
-
-// An RGB picture, rows without gaps.
-struct RgbImage {
-  int width = 0;
-  int height = 0;
-  std::vector<uint8_t> bytes;
-
-  RgbImage() = default;
-  RgbImage(int widthPixels, int heightPixels, uint8_t grey);
-  uint8_t* At(int x, int y) { return &bytes[(static_cast<size_t>(y) * width + x) * 3]; }
-};
-
-// The picture at most `width` pixels wide, in its shape; each pixel the mean of those it stands for. `view`
-// is not empty.
-RgbImage Shrink(const PixelView& view, int width);
+#include "tools/qxplay/ThumbnailSheet.h"
 
 // Any thread. Nobody knows how long the run will be: the distance of the pictures doubles whenever there are
 // kMostPictures.
@@ -48,16 +26,10 @@ class ContactSheet {
 
   // When the pictures so far were taken.
   std::vector<Milliseconds> Times() const;
-  // All pictures with their times; without any, one of no size.
-  RgbImage Draw() const;
-  // False, with the reason, when the file cannot be written.
+  // All pictures with their times. False, with the reason, when there are none or the file cannot be written.
   bool Write(const std::string& file, std::string& error) const;
 
  private:
-  struct Thumbnail {
-    Milliseconds elapsed{};
-    RgbImage image;
-  };
   std::atomic<int64_t> m_llNextDueMs{0};  // written under m_Mutex
   mutable Mutex m_Mutex;
   std::vector<Thumbnail> m_Thumbnails GUARDED_BY(m_Mutex);

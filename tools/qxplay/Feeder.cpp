@@ -55,7 +55,9 @@ void Feeder::Run() {
       if (!again) Fail(m_Source.Error());
       if (!again && !before.paced) return;
     }
-    const bool same = m_Source.Info().codec == before.codec && m_Source.Info().sound == before.sound;
+    const StreamInfo& now = m_Source.Info();
+    const bool same = now.codec == before.codec && now.sound == before.sound && now.width == before.width &&
+                      now.height == before.height;
     if (!same && !OpenPlayers()) return;
   }
 }

@@ -5,6 +5,8 @@
 #include <fstream>
 
 #include "include/qxsdkp.h"
+#include "tools/qxplay/MediaFile.h"
+#include "tools/qxplay/RecordingName.h"
 
 FilePlayer::FilePlayer(const std::string& file, bool loop, Tile& tile, Console& console,
                        std::function<void()> wake)
@@ -18,19 +20,16 @@ FilePlayer::~FilePlayer() {
 }
 
 void FilePlayer::Start() {
-  if (!IsOwnFormat(m_strFile)) m_Info = ReadMp4Info(m_strFile);
+  constexpr double kUsualFramesPerSecond = 25;
+  std::string ignored;  // opening it says why
+  if (const auto file = MediaFile::Open(m_strFile, ignored)) {
+    m_nWidth = file->Width();
+    m_nHeight = file->Height();
+    m_dFramesPerSecond = file->FramesPerSecond();
+  }
   if (!Open()) return;
   m_Transport.emplace(static_cast<RecordedFile&>(*this), QXSP_GetTotalFrames(m_Tile.PlayerID()),
-                      static_cast<double>(m_Info.frameRate.num) / m_Info.frameRate.den, m_bLoop);
-}
-
-// The library hands out the header of its own format.
-void FilePlayer::ReadHeader() {
-  QXSP_SHORT_HEADER header{};
-  QXSP_GetHeaderData(m_Tile.PlayerID(), &header, sizeof(header));
-  m_Info.width = static_cast<int>(header.dwWidth);
-  m_Info.height = static_cast<int>(header.dwHeight);
-  m_Info.frameRate = {.num = static_cast<uint16_t>(header.dwVideoStandard == 0 ? 25 : 30), .den = 1};
+                      m_dFramesPerSecond > 0 ? m_dFramesPerSecond : kUsualFramesPerSecond, m_bLoop);
 }
 
 void FilePlayer::Stop() {
@@ -52,8 +51,7 @@ bool FilePlayer::Open() {
     Fail(readable ? "the player library cannot play this file" : std::strerror(errno));
     return false;
   }
-  if (IsOwnFormat(m_strFile)) ReadHeader();
-  m_Tile.OnOpened(m_Info.width, m_Info.height);
+  m_Tile.OnOpened(m_nWidth, m_nHeight);
   return true;
 }
 
@@ -77,7 +75,7 @@ void FilePlayer::Do(const Command& command, Time now) {
 
 std::optional<FileStatus> FilePlayer::Status() const {
   if (!m_Transport) return std::nullopt;
-  const double secondsPerFrame = static_cast<double>(m_Info.frameRate.den) / m_Info.frameRate.num;
+  const double secondsPerFrame = m_dFramesPerSecond > 0 ? 1 / m_dFramesPerSecond : 0;
   const uint32_t frame = Position().frame;
   return FileStatus{.positionSeconds = frame * secondsPerFrame,
                     .totalSeconds = m_Transport->TotalFrames() * secondsPerFrame,
@@ -97,12 +95,7 @@ const PixelView* FilePlayer::LeftBehind() {
     const size_t pixels = static_cast<size_t>(width) * static_cast<size_t>(height);
     m_LastPixels.resize(pixels);
     if (QXSP_GetBitmap(m_Tile.PlayerID(), m_LastPixels.data(), static_cast<uint32_t>(pixels * 4)) != 0) {
-      const uint32_t* top =
-          &m_LastPixels[pixels - static_cast<size_t>(width)];  // the bottom row is the first
-      m_LastPicture = {.top = reinterpret_cast<const uint8_t*>(top),
-                       .pitch = -width * 4,
-                       .width = width,
-                       .height = height};
+      m_LastPicture = ViewOfBitmap(m_LastPixels, width, height);
     }
   }
   return m_LastPicture.top != nullptr ? &m_LastPicture : nullptr;

@@ -8,8 +8,7 @@
 #include <vector>
 
 #include "tools/common/Console.h"
-#include "tools/qxplay/ContactSheet.h"
-#include "tools/qxplay/FileInfo.h"
+#include "tools/qxplay/RgbImage.h"
 #include "tools/qxplay/Source.h"
 #include "tools/qxplay/Tile.h"
 #include "tools/qxplay/Transport.h"
@@ -44,7 +43,6 @@ class FilePlayer : public Source, private RecordedFile, private TileListener {
   void OnNewPicture() override;
   void OnEndOfFile() override;
 
-  void ReadHeader();
   FilePosition Position() const EXCLUDES(m_Mutex);
   void Fail(const std::string& text);
 
@@ -55,7 +53,9 @@ class FilePlayer : public Source, private RecordedFile, private TileListener {
   const std::function<void()> m_Wake;
 
   // Main thread.
-  FileInfo m_Info;
+  int m_nWidth = 0;  // of its pictures, pixels; 0: not known
+  int m_nHeight = 0;
+  double m_dFramesPerSecond = 0;         // 0: not known
   std::optional<Transport> m_Transport;  // after the first successful Open
   bool m_bFailed = false;
   std::vector<uint32_t> m_LastPixels;  // of m_LastPicture

@@ -1,5 +1,19 @@
 #include "tools/qxplay/HeadlessHost.h"
 
+namespace {
+
+class HeadlessSubWindow : public SubWindow {
+ public:
+  void* Handle() const override { return const_cast<HeadlessSubWindow*>(this); }
+  void Place(const Area&) override {}
+};
+
+}  // namespace
+
+std::unique_ptr<SubWindow> HeadlessHost::MakeSubWindow() {
+  return std::make_unique<HeadlessSubWindow>();
+}
+
 HostEvents HeadlessHost::Wait(std::chrono::milliseconds timeout) {
   const auto end = std::chrono::steady_clock::now() + timeout;
   HostEvents events;

@@ -15,7 +15,9 @@ class HeadlessHost : public Host {
   bool IsWatched() const override { return false; }
   HostEvents Wait(std::chrono::milliseconds timeout) override;
   void FillAround(const Area&, const std::vector<Area>&) override {}
-  void Paint(const Area&, const PixelView&) override {}
+  std::optional<Point> Pointer() const override { return std::nullopt; }
+  std::unique_ptr<SubWindow> MakeSubWindow() override;
+  void Paint(void*, const Area&, const PixelView&) override {}
   void SetTitle(const std::string&) override {}
   void ToggleFullScreen() override {}
   void Wake() override;

@@ -2,22 +2,25 @@
 #pragma once
 
 #include <chrono>
+#include <memory>
 #include <optional>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "tools/common/Mutex.h"
-#include "tools/qxplay/ContactSheet.h"
+#include "tools/qxplay/Gestures.h"
 #include "tools/qxplay/Layout.h"
+#include "tools/qxplay/RgbImage.h"
+#include "tools/qxplay/SubWindow.h"
 
 struct HostEvents {
   bool quit = false;
-  bool lost = false;           // the window or the whole display is gone; `quit` is set, too
-  bool moved = false;          // the window lies elsewhere or has another size
-  bool redraw = false;         // the pictures were covered
-  std::vector<int> keys;       // in their order, as Command.h names them
-  std::optional<Point> click;  // desktop coordinates; the last one
+  bool lost = false;      // the window or the whole display is gone; `quit` is set, too
+  bool moved = false;     // the window lies elsewhere or has another size
+  bool redraw = false;    // the pictures were covered
+  std::vector<int> keys;  // in their order, as Command.h names them
+  std::vector<PointerEvent> pointer;
 };
 
 class Host {
@@ -34,8 +37,13 @@ class Host {
   virtual HostEvents Wait(std::chrono::milliseconds timeout) = 0;
   // Paints the window black but for these areas; all in desktop coordinates. Main thread.
   virtual void FillAround(const Area& window, const std::vector<Area>& tiles) = 0;
-  // Paints a picture, stretched to this place; desktop coordinates. Main thread.
-  virtual void Paint(const Area& place, const PixelView& picture) = 0;
+  // Where the mouse is, desktop coordinates; none when it is not in the window. Main thread.
+  virtual std::optional<Point> Pointer() const = 0;
+  // Main thread; the host outlives it. It lies in the window, hidden until it is placed.
+  virtual std::unique_ptr<SubWindow> MakeSubWindow() = 0;
+  // Paints a picture into the window, or one of its sub windows, stretched to this place; desktop
+  // coordinates. Main thread.
+  virtual void Paint(void* window, const Area& place, const PixelView& picture) = 0;
   // Main thread.
   virtual void SetTitle(const std::string& title) = 0;
   // To full screen and back, where there is a window. Main thread.

@@ -32,3 +32,20 @@ Area FitInside(const Area& cell, int width, int height) {
   const int top = cell.top + (cell.Height() - fitHeight) / 2;
   return {.left = left, .top = top, .right = left + fitWidth, .bottom = top + fitHeight};
 }
+
+Area CornerOf(const Area& picture) {
+  const int margin = std::max(1, picture.Width() / 50);
+  const int width = std::max(1, picture.Width() * 3 / 10), height = std::max(1, picture.Height() * 3 / 10);
+  const int right = picture.right - margin, bottom = picture.bottom - margin;
+  return {.left = right - width, .top = bottom - height, .right = right, .bottom = bottom};
+}
+
+Area ScaleTo(const Area& shown, const Area& part, int width, int height) {
+  if (width <= 0 || height <= 0) return {};
+  const auto across = [&](int x) { return static_cast<int>(int64_t{x} * shown.Width() / width); };
+  const auto down = [&](int y) { return static_cast<int>(int64_t{y} * shown.Height() / height); };
+  return {.left = across(part.left),
+          .top = down(part.top),
+          .right = across(part.right),
+          .bottom = down(part.bottom)};
+}

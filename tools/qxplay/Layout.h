@@ -4,6 +4,7 @@
 struct Point {
   int x = 0;
   int y = 0;
+  bool operator==(const Point&) const = default;
 };
 
 // right and bottom lie just outside.
@@ -34,3 +35,10 @@ Area CellOf(const Grid& grid, const Area& window, int index);
 // The largest area in the middle of `cell` with the shape of a width x height picture; the cell itself when
 // the picture has no size. Never empty unless the cell is.
 Area FitInside(const Area& cell, int width, int height);
+
+// Where a small window with the whole picture lies on this picture.
+Area CornerOf(const Area& picture);
+
+// What lies at `part` of a width x height picture when that is stretched to an area at (0, 0) as large as
+// `shown`.
+Area ScaleTo(const Area& shown, const Area& part, int width, int height);

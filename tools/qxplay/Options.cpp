@@ -4,6 +4,8 @@
 #include <limits>
 #include <numeric>
 
+#include "tools/qxplay/OverlayText.h"
+
 namespace {
 
 constexpr int kMaxPlayers = 512;  // of the library
@@ -64,6 +66,8 @@ class Parser {
 
   bool TakeFlag() {
     bool* flag = m_Name == "--live"                       ? &m_Options.live
+                 : m_Name == "--probe"                    ? &m_Options.probe
+                 : m_Name == "--thumbs"                   ? &m_Options.thumbs
                  : m_Name == "--loop"                     ? &m_Options.loop
                  : m_Name == "--headless"                 ? &m_Options.headless
                  : m_Name == "--no-sheet"                 ? &m_Options.noSheet
@@ -96,6 +100,10 @@ class Parser {
       m_Options.headlessSheet = Value();
     } else if (m_Name == "--log-dir") {
       m_Options.logDir = Value();
+    } else if (m_Name == "--snapshots") {
+      m_Options.snapshotDir = Value();
+    } else if (m_Name == "--osd") {
+      TakeOsd();
     } else if (m_Name == "--log") {
       TakeLogLevel();
     } else if (m_Name == "--fps") {
@@ -109,6 +117,13 @@ class Parser {
       return false;
     }
     return true;
+  }
+
+  void TakeOsd() {
+    const std::string_view text = Value();
+    const auto bytes = ToGb2312(text);
+    if (!bytes) return Fail("--osd: " + std::string(text) + " has characters that GB2312 does not have");
+    m_Options.osd.push_back(*bytes);
   }
 
   void TakeLogLevel() {
@@ -156,6 +171,9 @@ class Parser {
   }
 
   void CheckWhole() {
+    if (m_Options.probe && m_Options.thumbs) return Fail("--probe and --thumbs exclude each other");
+    if (m_Options.thumbs && m_Options.sources.size() != 2)
+      return Fail("--thumbs takes a file and where its sheet goes: FILE OUT.png");
     if (m_Options.sources.empty()) return Fail("no source given: name a file or an rtsp:// address");
     for (const std::string& source : m_Options.sources) {
       if (source.empty()) return Fail("a source with an empty name");
@@ -213,6 +231,8 @@ std::string_view UsageText() {
   return R"(qxplay plays recordings, video files and network cameras.
 
   qxplay SOURCE...
+  qxplay --probe FILE...          tell frame count, size, frame rate and key frames of recordings
+  qxplay --thumbs FILE OUT.png    make a sheet of key frames of an .mp4
 
 SOURCE is a recording (.mp4, .sv4, .sv5 or .sv6), which the player library opens by itself, or anything else
 with H.264 or H.265 video: an rtsp:// address, an .mkv, .avi, .h264 or .h265 file. That is read here and
@@ -233,6 +253,8 @@ played as a live stream. Several sources make a grid.
   --headless-sheet FILE
                    where it goes without a window when --sheet names no file (contact-sheet.png)
   --no-sheet       write none
+  --osd TEXT       a line of text in the pictures, Chinese too; several make several lines
+  --snapshots DIR  where key s saves snapshots (the current directory)
   --timeout N      give up on a source that does not answer for N seconds (10)
   --log LEVEL      library log file: debug, info, warning, error, none (none)
   --log-dir DIR    where it lies (qxsdkplog)
@@ -243,10 +265,15 @@ Keys, in the window and on the terminal:
   [ ]    half and twice the speed; sound at 1x only          k      key frames only, and back
   left   to the key frame before                             right  to the key frame after
   0 - 9  to so many tenths of the recording                  m      mute, and back
-  tab    next tile (or click): keys and sound for it alone   f      full screen, and back
-  q Esc  end                                                 r      redraw
-The keys work on all tiles until one is selected, sound comes from the first. Live streams only know m, tab,
-f, r and q. At the end of the recordings the window stays until q.
+  + -    zoom in and out at the mouse (or wheel, and drag)   z      the whole picture
+  w      sub window with the whole picture, and back         c      crop 16 columns and 8 rows, and back
+  d      statistics of a live stream, and back               i      process the pictures, and back
+  s      save a snapshot                                     f      full screen, and back
+  tab    next tile (or click): keys and sound for it alone   r      redraw
+  q Esc  end
+A double click shows one tile of a grid in full size, and all again. The keys work on all tiles until one is
+selected, sound comes from the first. Live streams know neither pause, speed nor places. At the end of the
+recordings the window stays until q.
 Result: 0 played, 1 a source failed or nothing was presented, 2 wrong options.
 )";
 }

@@ -19,7 +19,9 @@ struct FrameRate {
 struct Options {
   std::vector<std::string> sources;  // files or addresses, each at least once
   bool help = false;
-  bool live = false;  // recordings, too, are pushed as live streams
+  bool probe = false;   // tell of the sources and end
+  bool thumbs = false;  // sources: a file and where the sheet of its key frames goes
+  bool live = false;    // recordings, too, are pushed as live streams
   bool loop = false;
   bool headless = false;
   int copies = 1;                      // players a source
@@ -32,7 +34,9 @@ struct Options {
   std::string sheet;                   // file of the contact sheet; empty: headlessSheet, headless only
   std::string headlessSheet = "contact-sheet.png";
   bool noSheet = false;
-  int logLevel = 6;  // of the library's log file: 1 debug to 5 error, 6 none
+  std::vector<std::string> osd;  // lines of text in the pictures, GB2312
+  std::string snapshotDir;       // empty: the current one
+  int logLevel = 6;              // of the library's log file: 1 debug to 5 error, 6 none
   std::string logDir = "qxsdkplog";
 };
 

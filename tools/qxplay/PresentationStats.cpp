@@ -17,34 +17,18 @@ void PresentationStats::OnRefused() {
   if (!m_Pushed.empty()) m_Pushed.pop_back();
 }
 
-void PresentationStats::OnRedraw() {
-  const MutexLock lock(m_Mutex);
-  // The player melts requests that it has not served yet into one, and has nothing to redraw before its first
-  // picture.
-  if (m_nPresented > 0) m_bRedraw = true;
-}
-
-void PresentationStats::ForgetRedraw() {
-  const MutexLock lock(m_Mutex);
-  m_bRedraw = false;
-}
-
-bool PresentationStats::IsRedrawing() const {
-  const MutexLock lock(m_Mutex);
-  return m_bRedraw;
-}
-
 void PresentationStats::OnPresented(Time now) {
   const MutexLock lock(m_Mutex);
-  if (m_bRedraw) {
-    m_bRedraw = false;
-    return;
-  }
   ++m_nPresented;
   m_LastPresented = now;
   if (m_Pushed.empty()) return;
   m_Latencies.push_back(std::chrono::duration<double, std::milli>(now - m_Pushed.front()).count());
   m_Pushed.pop_front();
+}
+
+void PresentationStats::OnUnseen() {
+  const MutexLock lock(m_Mutex);
+  if (!m_Pushed.empty()) m_Pushed.pop_front();
 }
 
 PresentationStats::Totals PresentationStats::GetTotals() const {

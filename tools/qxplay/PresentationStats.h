@@ -19,7 +19,7 @@ class PresentationStats {
   struct Totals {
     uint64_t pushed = 0;     // accepted by the player
     uint64_t refused = 0;    // by the player: no key frame yet, or its queue is full
-    uint64_t presented = 0;  // pictures, redrawn ones not counted
+    uint64_t presented = 0;  // pictures
     size_t queued = 0;       // pushed and not yet presented
     Time lastPresented;      // meaningful when presented is above 0
   };
@@ -28,13 +28,9 @@ class PresentationStats {
   // returns.
   void OnPushing(Time now);
   void OnRefused();
-  // Before the player is asked to show its last picture again.
-  void OnRedraw();
-  // What was to be shown again is gone.
-  void ForgetRedraw();
-  // Whether the next picture is one that was shown before.
-  bool IsRedrawing() const;
   void OnPresented(Time now);
+  // A picture came that nothing showed.
+  void OnUnseen();
 
   Totals GetTotals() const;
   // Latencies of the pictures since the last call, ms, in no order.
@@ -47,6 +43,5 @@ class PresentationStats {
   uint64_t m_nPushed GUARDED_BY(m_Mutex) = 0;
   uint64_t m_nRefused GUARDED_BY(m_Mutex) = 0;
   uint64_t m_nPresented GUARDED_BY(m_Mutex) = 0;
-  bool m_bRedraw GUARDED_BY(m_Mutex) = false;  // asked for and not yet shown
   Time m_LastPresented GUARDED_BY(m_Mutex);
 };

@@ -59,8 +59,10 @@ std::string ProgressTitle(Progress progress) {
 }
 
 std::string FileLine(const FileStatus& status, const Progress& progress) {
-  std::string line = TimeText(status.positionSeconds) + " / " + TimeText(status.totalSeconds) +
-                     Print("  frame %u of %u  ", status.frame, status.totalFrames);
+  std::string line;
+  if (status.totalSeconds > 0)
+    line = TimeText(status.positionSeconds) + " / " + TimeText(status.totalSeconds) + "  ";
+  line += Print("frame %u of %u  ", status.frame, status.totalFrames);
   line += status.speed < 0 ? Print("1/%dx", 1 << -status.speed) : Print("%dx", 1 << status.speed);
   if (status.keyFramesOnly) line += "  key frames";
   line += "  " + FrameRateText(progress);

@@ -6,8 +6,8 @@
 
 #include "tools/qxplay/Command.h"
 #include "tools/qxplay/Feeder.h"
-#include "tools/qxplay/FileInfo.h"
 #include "tools/qxplay/FilePlayer.h"
+#include "tools/qxplay/RecordingName.h"
 
 namespace {
 
@@ -31,7 +31,8 @@ Session::Session(const Options& options, Host& host, Console& console, std::stri
       m_Host(host),
       m_Console(console),
       m_strSheetFile(std::move(sheetFile)),
-      m_Camera(m_Tiles) {
+      m_Camera(m_Tiles),
+      m_Pictures(host, console, m_Tiles, m_Grid, options.snapshotDir, [this](size_t tile) { Redraw(tile); }) {
   Tile::PictureSink sink;
   if (!m_strSheetFile.empty()) {
     sink = [this](void* surface, const QXSP_RECT& tile, const Area& desktopTile) {
@@ -66,7 +67,8 @@ bool Session::MakeTiles() {
     const bool live = m_Options.live || !IsRecordedFile(name);
     std::vector<Tile*> tiles;
     for (int i = 0; i < m_Options.copies; ++i) {
-      m_Tiles.push_back(std::make_unique<Tile>(name, m_Options.mode));
+      m_Tiles.push_back(std::make_unique<Tile>(
+          Tile::Setup{.name = name, .live = live, .mode = m_Options.mode, .texts = m_Options.osd}));
       tiles.push_back(m_Tiles.back().get());
       if (!tiles.back()->Exists()) {
         m_Console.Complain("the player library has no more players");
@@ -80,16 +82,15 @@ bool Session::MakeTiles() {
     m_Sources.push_back(std::make_unique<Feeder>(name, m_Options, tiles, m_Console, wake));
     m_SourceOfTile.resize(m_Tiles.size(), m_Sources.back().get());
   }
+  m_Grid = GridView(m_Tiles.size());
   return true;
 }
 
 void Session::PlaceAll() {
   const Area window = m_Host.DesktopArea();
   m_Camera.SetWindow(window);
-  const Grid grid = Grid::ForCount(static_cast<int>(m_Tiles.size()));
-  for (size_t i = 0; i < m_Tiles.size(); ++i) {
-    m_Tiles[i]->Place(m_Host.Window(), CellOf(grid, window, static_cast<int>(i)));
-  }
+  for (size_t i = 0; i < m_Tiles.size(); ++i)
+    m_Tiles[i]->View().Place(m_Host.Window(), m_Grid.CellOf(i, window));
   FillAroundPictures();
   m_bFillAgain = true;
 }
@@ -98,19 +99,22 @@ void Session::PlaceAll() {
 void Session::FillAroundPictures() {
   std::vector<Area> pictures;
   for (const auto& tile : m_Tiles)
-    pictures.push_back(tile->Picture());
+    pictures.push_back(tile->View().GetPlaces().picture);
   m_Host.FillAround(m_Host.DesktopArea(), pictures);
   m_bFillAgain = false;
 }
 
+void Session::Redraw(size_t tile) {
+  const PixelView* const left = m_SourceOfTile[tile]->LeftBehind();
+  if (!left) return m_Tiles[tile]->Redraw();
+  const TileView::Places places = m_Tiles[tile]->View().GetPlaces();
+  m_Host.Paint(m_Host.Window(), places.picture, left->Cut(places.part));
+  if (places.sub) m_Host.Paint(places.sub, places.subPicture, *left);
+}
+
 void Session::RedrawAll() {
-  for (size_t i = 0; i < m_Tiles.size(); ++i) {
-    if (const PixelView* picture = m_SourceOfTile[i]->LeftBehind()) {
-      m_Host.Paint(m_Tiles[i]->Picture(), *picture);
-    } else {
-      m_Tiles[i]->Redraw();
-    }
-  }
+  for (size_t i = 0; i < m_Tiles.size(); ++i)
+    Redraw(i);
 }
 
 // False when the window was taken away.
@@ -128,6 +132,8 @@ bool Session::Loop() {
       const auto next = source->Update(now);
       if (next && (!m_NextUpdate || *next < *m_NextUpdate)) m_NextUpdate = next;
     }
+    for (const auto& tile : m_Tiles)
+      tile->View().FollowSource();
     if (now - m_LastReport >= kReportInterval) {
       if (m_bFillAgain) FillAroundPictures();
       Measure(now);
@@ -165,11 +171,13 @@ bool Session::HavePlayedOut(Clock::time_point now) {
 void Session::Take(const HostEvents& events, Clock::time_point now) {
   if (events.moved) PlaceAll();
   if (events.redraw) RedrawAll();
-  if (events.click) SelectAt(*events.click);
+  for (const PointerEvent& event : events.pointer) {
+    if (const auto gesture = m_Gestures.Take(event)) Do(*gesture);
+  }
   for (const int key : events.keys) {
     if (const auto command = CommandOf(key)) Do(*command, now);
   }
-  m_bTouched |= events.click || !events.keys.empty();
+  m_bTouched |= !events.pointer.empty() || !events.keys.empty();
 }
 
 void Session::Do(const Command& command, Clock::time_point now) {
@@ -187,20 +195,19 @@ void Session::Do(const Command& command, Clock::time_point now) {
       m_bMuted = !m_bMuted;
       return UpdateSound();
     case Command::Kind::kNextTile:
-      if (m_Tiles.size() < 2) return;
-      m_Selected = m_Selected ? *m_Selected + 1 : 0;
-      if (*m_Selected == m_Tiles.size()) m_Selected.reset();
+      m_Grid.SelectNext();
+      PlaceAll();
+      RedrawAll();
       return UpdateSound();
     default:
-      return DoOnSources(command, now);
+      if (!m_Pictures.Do(command)) DoOnSources(command, now);
   }
 }
 
 // The selected tile's source, or all of them. What switches something over goes to those that stand as the
 // one whose progress is shown, so that all come to the same.
 void Session::DoOnSources(const Command& command, Clock::time_point now) {
-  Source* const shown = m_SourceOfTile[ShownTile()];
-  if (m_Selected) return shown->Do(command, now);
+  if (m_Grid.Selected()) return ShownSource().Do(command, now);
   const auto standing = [&](const Source& source) {
     const FileStatus status = source.Status().value_or(FileStatus{});
     if (command.kind == Command::Kind::kPause) return status.paused || status.ended;
@@ -215,21 +222,26 @@ void Session::DoOnSources(const Command& command, Clock::time_point now) {
   }
 }
 
-// A click on the selected tile, or beside all of them, ends the selection.
-void Session::SelectAt(const Point& point) {
-  const Grid grid = Grid::ForCount(static_cast<int>(m_Tiles.size()));
-  const auto before = std::exchange(m_Selected, std::nullopt);
-  for (size_t i = 0; i < m_Tiles.size() && m_Tiles.size() > 1; ++i) {
-    const bool hit = CellOf(grid, m_Host.DesktopArea(), static_cast<int>(i)).Contains(point);
-    if (hit && before != i) m_Selected = i;
+void Session::Do(const Gesture& gesture) {
+  const auto tile = m_Grid.TileAt(gesture.at, m_Host.DesktopArea());
+  switch (gesture.kind) {
+    case Gesture::Kind::kClick:
+      m_Grid.Click(tile);
+      return UpdateSound();
+    case Gesture::Kind::kDoubleClick:
+      if (!m_Grid.ToggleLarge(tile)) return;
+      PlaceAll();
+      RedrawAll();
+      return UpdateSound();
+    default:
+      return m_Pictures.Do(gesture);
   }
-  UpdateSound();
 }
 
 // One tile is heard.
 void Session::UpdateSound() {
   for (size_t i = 0; i < m_Tiles.size(); ++i)
-    m_Tiles[i]->SetSound(!m_bMuted && i == ShownTile());
+    m_Tiles[i]->SetSound(!m_bMuted && i == m_Grid.Shown());
 }
 
 void Session::Measure(Clock::time_point now) {
@@ -253,7 +265,7 @@ void Session::Measure(Clock::time_point now) {
 // Whether there is something to show before the next report: what the user did, when it is done, and pictures
 // that do not come by themselves.
 bool Session::HasChanged() {
-  const auto status = m_SourceOfTile[ShownTile()]->Status();
+  const auto status = ShownSource().Status();
   if (!status) return m_bTouched;
   if (status->seeking) return false;
   const bool stands = status->paused || status->ended;
@@ -261,14 +273,15 @@ bool Session::HasChanged() {
 }
 
 void Session::ShowProgress() {
-  const auto status = m_SourceOfTile[ShownTile()]->Status();
+  const auto status = ShownSource().Status();
   m_ShownStatus = status;
   m_bTouched = m_bTouched && status && status->seeking;
   std::string line = status ? FileLine(*status, m_Progress) : ProgressLine(m_Progress);
   std::string title = status ? line : ProgressTitle(m_Progress);
   std::string note;
   if (m_bMuted) note += "  muted";
-  if (m_Selected) note += "  tile " + std::to_string(*m_Selected + 1) + ": " + m_Tiles[*m_Selected]->Name();
+  if (const auto selected = m_Grid.Selected())
+    note += "  tile " + std::to_string(*selected + 1) + ": " + m_Tiles[*selected]->Name();
   m_Console.Progress(line + note);
   m_Host.SetTitle("qxplay: " + title + note);
 }

@@ -8,8 +8,10 @@
 #include <vector>
 
 #include "tools/common/Console.h"
+#include "tools/qxplay/GridView.h"
 #include "tools/qxplay/Host.h"
 #include "tools/qxplay/Options.h"
+#include "tools/qxplay/PictureControl.h"
 #include "tools/qxplay/Progress.h"
 #include "tools/qxplay/SheetCamera.h"
 #include "tools/qxplay/Source.h"
@@ -32,6 +34,7 @@ class Session {
   bool MakeTiles();
   void PlaceAll();
   void FillAroundPictures();
+  void Redraw(size_t tile);
   void RedrawAll();
   bool Loop();
   Clock::time_point NextWake(Clock::time_point now);
@@ -39,13 +42,13 @@ class Session {
   void Take(const HostEvents& events, Clock::time_point now);
   void Do(const Command& command, Clock::time_point now);
   void DoOnSources(const Command& command, Clock::time_point now);
-  void SelectAt(const Point& point);
+  void Do(const Gesture& gesture);
   void UpdateSound();
   void Measure(Clock::time_point now);
   bool HasChanged();
   void ShowProgress();
   bool Finish();
-  size_t ShownTile() const { return m_Selected.value_or(0); }
+  Source& ShownSource() const { return *m_SourceOfTile[m_Grid.Shown()]; }
 
   const Options& m_Options;
   Host& m_Host;
@@ -59,7 +62,9 @@ class Session {
 
   // Main thread only.
   std::vector<Source*> m_SourceOfTile;
-  std::optional<size_t> m_Selected;  // tile; none: commands go to all
+  GridView m_Grid{1};
+  Gestures m_Gestures;
+  PictureControl m_Pictures;
   bool m_bMuted = false;
   bool m_bTouched = false;                  // by the user, since progress was shown
   std::optional<FileStatus> m_ShownStatus;  // in the progress shown last

@@ -40,7 +40,7 @@ void SheetCamera::Take(void* surface, const QXSP_RECT& tile, const Area& desktop
 void SheetCamera::CopyTiles(const PixelView& screen, const Area& window, int right, int down,
                             std::vector<uint32_t>& target) {
   for (const auto& owner : m_Tiles) {
-    const Area tile = owner->Picture();
+    const Area tile = owner->View().GetPlaces().picture;
     const int left = std::max({tile.left, window.left, -right}),
               top = std::max({tile.top, window.top, -down});
     const int columns = std::min({tile.right, window.right, screen.width - right}) - left;

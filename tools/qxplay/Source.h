@@ -10,8 +10,8 @@
 // How a recorded file plays.
 struct FileStatus {
   double positionSeconds = 0;  // of what is shown
-  double totalSeconds = 0;
-  uint32_t frame = 0;  // shown last, from 1
+  double totalSeconds = 0;     // 0: the frame rate is not known, nor are the times
+  uint32_t frame = 0;          // shown last, from 1
   uint32_t totalFrames = 0;
   int speed = 0;  // as a power of two
   bool keyFramesOnly = false;

@@ -9,6 +9,43 @@
 
 #include "tools/qxplay/Command.h"
 
+// A child of the window: what is drawn into the window leaves it alone, so that nothing flickers. Its mouse
+// events are the window's.
+class WindowHost::ChildWindow : public SubWindow {
+ public:
+  explicit ChildWindow(const WindowHost& host)
+      : m_Host(host),
+        m_nWindow(XCreateSimpleWindow(host.m_pDisplay, host.m_nWindow, 0, 0, 1, 1, 0, 0,
+                                      BlackPixel(host.m_pDisplay, DefaultScreen(host.m_pDisplay)))) {}
+  ~ChildWindow() override {
+    if (m_Host.m_bLost) return;
+    XDestroyWindow(m_Host.m_pDisplay, m_nWindow);
+    XFlush(m_Host.m_pDisplay);
+  }
+  void* Handle() const override { return reinterpret_cast<void*>(m_nWindow); }
+  // There when it returns: the player library has a connection of its own to the server.
+  void Place(const Area& area) override {
+    if (m_Host.m_bLost) return;
+    const Area window = m_Host.DesktopArea();
+    if (area.Width() > 0 && area.Height() > 0) {
+      XMoveResizeWindow(m_Host.m_pDisplay, m_nWindow, area.left - window.left, area.top - window.top,
+                        static_cast<unsigned>(area.Width()), static_cast<unsigned>(area.Height()));
+      XMapWindow(m_Host.m_pDisplay, m_nWindow);
+    } else {
+      XUnmapWindow(m_Host.m_pDisplay, m_nWindow);
+    }
+    XSync(m_Host.m_pDisplay, False);
+  }
+
+ private:
+  const WindowHost& m_Host;
+  const ::Window m_nWindow;
+};
+
+std::unique_ptr<SubWindow> WindowHost::MakeSubWindow() {
+  return std::make_unique<ChildWindow>(*this);
+}
+
 std::unique_ptr<WindowHost> WindowHost::Create(int width, int height, std::string& error) {
   SDL_SetHint(SDL_HINT_NO_SIGNAL_HANDLERS, "1");
   SDL_SetHint(SDL_HINT_VIDEODRIVER, "x11");  // the player library draws into X11 windows
@@ -71,11 +108,15 @@ void* WindowHost::Window() const {
 
 // Asks the server: what SDL believes is wrong where no window manager has answered it.
 Area WindowHost::DesktopArea() const {
+  return AreaOf(m_nWindow);
+}
+
+Area WindowHost::AreaOf(unsigned long window) const {
   ::Window root = 0, child = 0;
   int x = 0, y = 0, left = 0, top = 0;
   unsigned width = 0, height = 0, border = 0, depth = 0;
-  if (!XGetGeometry(m_pDisplay, m_nWindow, &root, &x, &y, &width, &height, &border, &depth) ||
-      !XTranslateCoordinates(m_pDisplay, m_nWindow, root, 0, 0, &left, &top, &child)) {
+  if (!XGetGeometry(m_pDisplay, window, &root, &x, &y, &width, &height, &border, &depth) ||
+      !XTranslateCoordinates(m_pDisplay, window, root, 0, 0, &left, &top, &child)) {
     return {};
   }
   return {.left = left,
@@ -94,6 +135,11 @@ HostEvents WindowHost::Wait(std::chrono::milliseconds timeout) {
   }
   m_bLost = !IsWindowThere();
   if (m_bLost) m_bQuit = true;
+  if (!events.pointer.empty() && !m_bLost) {
+    const Area window = DesktopArea();
+    for (PointerEvent& pointer : events.pointer)
+      pointer.at = {pointer.at.x + window.left, pointer.at.y + window.top};
+  }
   events.lost = m_bLost;
   events.quit = m_bQuit;
   std::ranges::copy(TakePostedKeys(), std::back_inserter(events.keys));
@@ -103,10 +149,7 @@ HostEvents WindowHost::Wait(std::chrono::milliseconds timeout) {
 void WindowHost::Take(const SDL_Event& event, HostEvents& events) {
   if (event.type == SDL_QUIT) m_bQuit = true;
   if (event.type == SDL_KEYDOWN || event.type == SDL_TEXTINPUT) TakeKey(event, events);
-  if (event.type == SDL_MOUSEBUTTONDOWN && event.button.button == SDL_BUTTON_LEFT) {
-    const Area window = DesktopArea();
-    events.click = Point{.x = window.left + event.button.x, .y = window.top + event.button.y};
-  }
+  TakePointer(event, events);
   if (event.type != SDL_WINDOWEVENT) return;
   switch (event.window.event) {
     case SDL_WINDOWEVENT_SIZE_CHANGED:
@@ -125,6 +168,31 @@ void WindowHost::Take(const SDL_Event& event, HostEvents& events) {
     default:
       break;
   }
+}
+
+// In window coordinates.
+void WindowHost::TakePointer(const SDL_Event& event, HostEvents& events) const {
+  const bool button = event.type == SDL_MOUSEBUTTONDOWN || event.type == SDL_MOUSEBUTTONUP;
+  if (button && event.button.button == SDL_BUTTON_LEFT) {
+    const bool press = event.type == SDL_MOUSEBUTTONDOWN;
+    events.pointer.push_back({.kind = press ? PointerEvent::Kind::kPress : PointerEvent::Kind::kRelease,
+                              .at = {event.button.x, event.button.y},
+                              .count = event.button.clicks});
+  } else if (event.type == SDL_MOUSEMOTION && (event.motion.state & SDL_BUTTON_LMASK) != 0) {
+    events.pointer.push_back({.kind = PointerEvent::Kind::kMove, .at = {event.motion.x, event.motion.y}});
+  } else if (event.type == SDL_MOUSEWHEEL && event.wheel.y != 0) {
+    events.pointer.push_back({.kind = PointerEvent::Kind::kWheel,
+                              .at = {event.wheel.mouseX, event.wheel.mouseY},
+                              .count = event.wheel.y});
+  }
+}
+
+std::optional<Point> WindowHost::Pointer() const {
+  if (SDL_GetMouseFocus() != m_pWindow) return std::nullopt;
+  int x = 0, y = 0;
+  SDL_GetMouseState(&x, &y);
+  const Area window = DesktopArea();
+  return Point{.x = window.left + x, .y = window.top + y};
 }
 
 // Characters come as text, because where they lie on the keyboard differs; text follows its key.
@@ -187,9 +255,10 @@ void WindowHost::FillAround(const Area& window, const std::vector<Area>& tiles) 
 }
 
 // Nearest pixels: it stands in for a picture that the player library stretched before.
-void WindowHost::Paint(const Area& place, const PixelView& picture) {
+void WindowHost::Paint(void* window, const Area& place, const PixelView& picture) {
   const int width = place.Width(), height = place.Height();
-  if (width <= 0 || height <= 0) return;
+  if (width <= 0 || height <= 0 || picture.width <= 0 || picture.height <= 0) return;
+  const auto id = reinterpret_cast<unsigned long>(window);
   const int screen = DefaultScreen(m_pDisplay);
   XImage* image = XCreateImage(m_pDisplay, DefaultVisual(m_pDisplay, screen),
                                static_cast<unsigned>(DefaultDepth(m_pDisplay, screen)), ZPixmap, 0, nullptr,
@@ -204,9 +273,9 @@ void WindowHost::Paint(const Area& place, const PixelView& picture) {
         std::memcpy(&*pixel, row + int64_t{picture.width} * x / width * 4, sizeof(*pixel));
     }
     image->data = reinterpret_cast<char*>(pixels.data());
-    const Area window = DesktopArea();
-    XPutImage(m_pDisplay, m_nWindow, DefaultGC(m_pDisplay, screen), image, 0, 0, place.left - window.left,
-              place.top - window.top, static_cast<unsigned>(width), static_cast<unsigned>(height));
+    const Area area = AreaOf(id);
+    XPutImage(m_pDisplay, id, DefaultGC(m_pDisplay, screen), image, 0, 0, place.left - area.left,
+              place.top - area.top, static_cast<unsigned>(width), static_cast<unsigned>(height));
     XFlush(m_pDisplay);
     image->data = nullptr;  // the vector's
   }

@@ -25,7 +25,9 @@ class WindowHost : public Host {
   bool IsWatched() const override { return true; }
   HostEvents Wait(std::chrono::milliseconds timeout) override;
   void FillAround(const Area& window, const std::vector<Area>& tiles) override;
-  void Paint(const Area& place, const PixelView& picture) override;
+  std::optional<Point> Pointer() const override;
+  std::unique_ptr<SubWindow> MakeSubWindow() override;
+  void Paint(void* window, const Area& place, const PixelView& picture) override;
   void SetTitle(const std::string& title) override;
   void ToggleFullScreen() override;
   void Wake() override;
@@ -33,11 +35,15 @@ class WindowHost : public Host {
 
  private:
   WindowHost() = default;
+  class ChildWindow;
+
   bool MakeWindow(int width, int height);
+  Area AreaOf(unsigned long window) const;
   void SurviveErrors();
   bool IsWindowThere() const;
   void Take(const SDL_Event& event, HostEvents& events);
   void TakeKey(const SDL_Event& event, HostEvents& events);
+  void TakePointer(const SDL_Event& event, HostEvents& events) const;
 
   SDL_Window* m_pWindow = nullptr;
   struct _XDisplay* m_pDisplay = nullptr;  // SDL's connection

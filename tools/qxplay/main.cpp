@@ -10,6 +10,7 @@ extern "C" {
 
 #include "include/qxsdkp.h"
 #include "tools/common/SignalWatch.h"
+#include "tools/qxplay/FileReport.h"
 #include "tools/qxplay/HeadlessHost.h"
 #include "tools/qxplay/Session.h"
 #include "tools/qxplay/TerminalKeys.h"
@@ -19,8 +20,10 @@ namespace {
 
 constexpr int kFailed = 1;
 constexpr int kWrongOptions = 2;
-constexpr const char* kDisplayVariable =
-    "QXSDKP_DISPLAY";  // picks the library's display, as include/qxsdkp.h says
+// They pick the library's devices, as include/qxsdkp.h says.
+constexpr const char* kDisplayVariable = "QXSDKP_DISPLAY";
+constexpr const char* kSoundVariable = "QXSDKP_SOUND";
+constexpr const char* kCannotStart = "the player library cannot start; --log error tells more";
 
 enum class Display { kHeadless, kWindowOrHeadless, kWindow };
 
@@ -67,6 +70,20 @@ class Library {
   bool m_bStarted;
 };
 
+// Looks into files: no window, no sound.
+int LookInto(const Options& options, Console& console) {
+  setenv(kDisplayVariable, "headless", 1);
+  setenv(kSoundVariable, "none", 1);
+  const Library library(options);
+  if (!library.Started()) {
+    console.Complain(kCannotStart);
+    return kFailed;
+  }
+  const bool done = options.thumbs ? WriteThumbnails(options.sources[0], options.sources[1], console)
+                                   : ReportFiles(options.sources, console);
+  return done ? 0 : kFailed;
+}
+
 int Play(const Options& options, Console& console) {
   SignalWatch signals;
   std::unique_ptr<Host> host;
@@ -85,7 +102,7 @@ int Play(const Options& options, Console& console) {
 
   const Library library(options);
   if (!library.Started()) {
-    console.Complain("the player library cannot start; --log error tells more");
+    console.Complain(kCannotStart);
     return kFailed;
   }
   if (headless) host = std::make_unique<HeadlessHost>(HeadlessArea(options));
@@ -116,5 +133,5 @@ int main(int argc, char** argv) {
   }
   av_log_set_level(AV_LOG_QUIET);  // this program tells in its own words
   Console console("qxplay");
-  return Play(options, console);
+  return options.probe || options.thumbs ? LookInto(options, console) : Play(options, console);
 }

@@ -1,10 +1,7 @@
-#include "tools/qxplay/FileInfo.h"
+#include "tools/qxplay/RecordingName.h"
 
 #include <algorithm>
 #include <cctype>
-#include <optional>
-
-#include "tools/qxplay/AccessUnitSource.h"
 
 namespace {
 
@@ -22,11 +19,4 @@ bool IsOwnFormat(std::string_view name) {
 
 bool IsRecordedFile(std::string_view name) {
   return IsOwnFormat(name) || EndsIn(name, ".mp4");
-}
-
-FileInfo ReadMp4Info(const std::string& file) {
-  constexpr int kTimeoutSeconds = 10;
-  AccessUnitSource source(file, kTimeoutSeconds, std::nullopt, [] { return false; });
-  if (!source.Open()) return {};
-  return {.width = source.Info().width, .height = source.Info().height, .frameRate = source.Info().frameRate};
 }
