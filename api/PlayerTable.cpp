@@ -49,7 +49,7 @@ bool Release(uint32_t nPlayerID) {
   return true;
 }
 
-void SetName(uint32_t nPlayerID, std::string name) {
+void SetName(uint32_t nPlayerID, String name) {
   ScopedLock hold(g_PlayersLock);
   if (Player* player = Find(nPlayerID)) player->SetName(std::move(name));
 }

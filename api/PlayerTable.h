@@ -3,9 +3,9 @@
 
 #include <cstdint>
 #include <span>
-#include <string>
 
 #include "player/Player.h"
+#include "src/kitc/ThrowingAllocator.h"
 
 constexpr uint32_t kMaxPlayers = 512;
 
@@ -19,7 +19,7 @@ Player* Find(uint32_t nPlayerID);
 int32_t Create();
 // False for an identifier that is not in use. Waits for the player's threads.
 bool Release(uint32_t nPlayerID);
-void SetName(uint32_t nPlayerID, std::string name);
+void SetName(uint32_t nPlayerID, String name);
 // Resets every player in use; the slots stay used.
 void ResetAll();
 

@@ -14,7 +14,7 @@ namespace {
 template <typename Concrete>
 std::shared_ptr<Decoder> OpenDecoder(uint32_t first, uint32_t second, uint32_t third) {
   try {
-    const auto decoder = std::allocate_shared<Concrete>(ThrowingAllocator<Concrete>());
+    const auto decoder = MakeShared<Concrete>();
     if (decoder->Open(first, second, third)) return decoder;
   } catch (const std::bad_alloc&) {
     // answered like a library that refuses

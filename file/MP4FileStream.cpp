@@ -12,12 +12,12 @@ constexpr const char* kSource = "MediaFileStream.cpp";
 
 constexpr uint32_t kFrameRateDen = 1000;
 
-uint32_t VideoCodecOf(const std::string& code) {
+uint32_t VideoCodecOf(const String& code) {
   if (code == "avc1") return kCodecH264;
   return code == "hev1" || code == "hvc1" ? kCodecH265 : kCodecNone;
 }
 
-uint32_t AudioCodecOf(const std::string& code) {
+uint32_t AudioCodecOf(const String& code) {
   if (code == "samr") return kCodecAmr;
   if (code == "alaw") return kCodecAlaw;
   if (code == "ulaw") return kCodecMulaw;

@@ -5,6 +5,7 @@
 
 #include "file/MP4FileStream.h"
 #include "file/SVXFileStream.h"
+#include "src/kitc/ThrowingAllocator.h"
 
 namespace {
 
@@ -16,8 +17,8 @@ bool EndsWith(std::string_view name, std::string_view lowerCaseEnding) {
 
 std::shared_ptr<MediaFileStream> MakeReader(std::string_view name) {
   if (EndsWith(name, ".sv4") || EndsWith(name, ".sv5") || EndsWith(name, ".sv6"))
-    return std::make_shared<SVXFileStream>();
-  if (EndsWith(name, ".mp4")) return std::make_shared<MP4FileStream>();
+    return MakeShared<SVXFileStream>();
+  if (EndsWith(name, ".mp4")) return MakeShared<MP4FileStream>();
   return nullptr;
 }
 

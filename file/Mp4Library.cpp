@@ -13,8 +13,8 @@ constexpr double kMaxFrameRate = 1000.0;  // a shorter period is no whole millis
 
 // A code is a text that may fill its field.
 template <size_t size>
-std::string CodeText(const char (&field)[size]) {
-  return std::string(field, std::find(field, field + size, '\0'));
+String CodeText(const char (&field)[size]) {
+  return String(field, std::find(field, field + size, '\0'));
 }
 
 }  // namespace
@@ -38,7 +38,7 @@ bool Mp4Library::Open(const char* fileName, Description& description) {
     description = {CodeText(info.szVideoCode), CodeText(info.szAudioCode), info.nWidth,    info.nHeight,
                    info.nVideoFrames,          info.nAudioFrames,          info.dFrameRate};
   } else {
-    std::string indexName = fileName;
+    String indexName = fileName;
     if (indexName.size() < kIndexEndingLength || indexName.size() >= kIndexNameCapacity) return false;
     indexName.replace(indexName.size() - kIndexEndingLength, kIndexEndingLength, kIndexEnding);
     QP_FileInfo info = {};

@@ -2,16 +2,16 @@
 #pragma once
 
 #include <cstdint>
-#include <string>
 
 #include "qmp4pkg.h"
+#include "src/kitc/ThrowingAllocator.h"
 
 // One thread at a time.
 class Mp4Library {
  public:
   // What both ways' descriptions say.
   struct Description {
-    std::string videoCode, audioCode;
+    String videoCode, audioCode;
     uint32_t nWidth = 0, nHeight = 0;  // pixels
     uint32_t nVideoFrames = 0, nAudioFrames = 0;
     double dFrameRate = 0;  // frames per second

@@ -9,6 +9,7 @@
 #include "player/FrameRecord.h"
 #include "src/kit_mem/kit_mem.h"
 #include "src/kitc/Lock.h"
+#include "src/kitc/ThrowingAllocator.h"
 
 // What a push answers; the host gets the number unchanged.
 enum PushResult : int32_t {
@@ -61,7 +62,7 @@ class FrameBufferPool {
     FrameRecord record;  // pFrame points to bytes
     std::unique_ptr<uint8_t[], ReleaseFrame> bytes;
   };
-  using FrameQueue = std::deque<QueuedFrame>;
+  using FrameQueue = std::deque<QueuedFrame, ThrowingAllocator<QueuedFrame>>;
 
   int32_t VideoCount() const REQUIRES(m_lock) { return static_cast<int32_t>(m_VideoFrames.size()); }
   void NoteVideoFrame(uint32_t nPlayerID, const FrameRecord& frame) REQUIRES(m_lock);

@@ -4,10 +4,10 @@
 #include <atomic>
 #include <cstdint>
 #include <memory>
-#include <string>
 #include <utility>
 
 #include "src/kitc/Lock.h"
+#include "src/kitc/ThrowingAllocator.h"
 
 // Read by the play threads while the host renames the player; m_NameLock is a leaf.
 class PlayerLabel {
@@ -19,16 +19,16 @@ class PlayerLabel {
   class Text {
    public:
     Text() = default;
-    explicit Text(std::shared_ptr<const std::string> name) : m_pName(std::move(name)) {}
+    explicit Text(std::shared_ptr<const String> name) : m_pName(std::move(name)) {}
     const char* c_str() const noexcept { return m_pName != nullptr ? m_pName->c_str() : ""; }
 
    private:
-    std::shared_ptr<const std::string> m_pName;
+    std::shared_ptr<const String> m_pName;
   };
 
   // Throws std::bad_alloc, the old name staying.
-  void SetName(std::string name) EXCLUDES(m_NameLock) {
-    auto shared = std::make_shared<const std::string>(std::move(name));
+  void SetName(String name) EXCLUDES(m_NameLock) {
+    std::shared_ptr<const String> shared = MakeShared<String>(std::move(name));
     ScopedLock hold(m_NameLock);
     m_pName.swap(shared);
   }
@@ -45,5 +45,5 @@ class PlayerLabel {
  private:
   std::atomic<uint32_t> m_nPlayerID{0};
   mutable Lock m_NameLock;
-  std::shared_ptr<const std::string> m_pName GUARDED_BY(m_NameLock);  // null: the empty name
+  std::shared_ptr<const String> m_pName GUARDED_BY(m_NameLock);  // null: the empty name
 };

@@ -41,7 +41,7 @@ class LineReader {
   std::string_view m_Rest;
 };
 
-void AppendContinuation(LineReader& lines, std::string& value) {
+void AppendContinuation(LineReader& lines, String& value) {
   for (auto line = lines.Peek(); line; line = lines.Peek()) {
     const std::string_view text = WithoutComment(*line);
     if (Trim(*line).empty() || text.find('=') != std::string_view::npos) return;
@@ -52,11 +52,10 @@ void AppendContinuation(LineReader& lines, std::string& value) {
 
 }  // namespace
 
-bool ConfigFile::Load(const std::string& path) {
-  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(PlatformOpenFile(path.c_str(), "r"),
-                                                             std::fclose);
+bool ConfigFile::Load(const char* path) {
+  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(PlatformOpenFile(path, "r"), std::fclose);
   if (file == nullptr) return false;
-  std::string text(kMaxFileBytes, '\0');
+  String text(kMaxFileBytes, '\0');
   text.resize(std::fread(text.data(), 1, text.size(), file.get()));
   if (std::ferror(file.get()) != 0) return false;
   Parse(text);
@@ -70,13 +69,13 @@ void ConfigFile::Parse(std::string_view text) {
     const std::string_view content = WithoutComment(*line);
     const size_t equals = content.find('=');
     if (equals == std::string_view::npos) continue;
-    std::string value(content.substr(equals + 1));
+    String value(content.substr(equals + 1));
     AppendContinuation(lines, value);
-    m_Values[std::string(Trim(content.substr(0, equals)))] = Trim(value);
+    m_Values[String(Trim(content.substr(0, equals)))] = Trim(value);
   }
 }
 
-int32_t ConfigFile::GetInteger(const std::string& key, int32_t missing) const {
+int32_t ConfigFile::GetInteger(std::string_view key, int32_t missing) const {
   const auto found = m_Values.find(key);
   if (found == m_Values.end()) return missing;
   std::string_view digits = found->second;

@@ -4,7 +4,6 @@
 #include <atomic>
 #include <cstdint>
 #include <memory>
-#include <string>
 
 #include "pacing/AudioPath.h"
 #include "pacing/FileSource.h"
@@ -16,6 +15,7 @@
 #include "pacing/VideoPath.h"
 #include "player/StreamHeader.h"
 #include "src/kitc/Lock.h"
+#include "src/kitc/ThrowingAllocator.h"
 #include "video/OsdStatistics.h"
 
 // The host-visible results of frame input; the pool's codes 0, 3, 4 and 5 (PushResult) pass through
@@ -81,7 +81,7 @@ class Player {
   void RefreshWindow() { m_PlayThreads.RequestRefresh(); }
   bool SetAudioPreview(HWND window, bool enable) { return m_Audio.SetPreview(window, enable); }
 
-  void SetName(std::string name) { m_Label.SetName(std::move(name)); }
+  void SetName(String name) { m_Label.SetName(std::move(name)); }
   void SetUserData(uint32_t value) { m_dwUserData = value; }
   uint32_t GetUserData() const { return m_dwUserData; }
 

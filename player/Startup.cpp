@@ -1,7 +1,5 @@
 #include "player/Startup.h"
 
-#include <string>
-
 #include "audio/AudioViewer.h"
 #include "decode/Decoder.h"
 #include "player/ConfigFile.h"
@@ -20,10 +18,10 @@ struct Settings {
   int32_t nStdOutLogLevel = kLogDebug;
 };
 
-Settings ReadSettings(const std::string& directory) {
+Settings ReadSettings(const String& directory) {
   Settings settings;
   ConfigFile file;
-  if (!file.Load(directory + "\\QXSDKP.ini")) return settings;
+  if (!file.Load((directory + "\\QXSDKP.ini").c_str())) return settings;
   settings.bViewLock = file.GetInteger("ViewLock", settings.bViewLock ? 1 : 0) != 0;
   settings.nFileLogLevel = file.GetInteger("FileLogLevel", settings.nFileLogLevel);
   settings.nStdOutLogLevel = file.GetInteger("StdOutLogLevel", settings.nStdOutLogLevel);
@@ -35,7 +33,7 @@ Settings ReadSettings(const std::string& directory) {
 namespace startup {
 
 bool InitSDK(std::span<Player> players) {
-  const std::string directory = kitc_executable_directory();
+  const String directory = kitc_executable_directory();
   const Settings settings = ReadSettings(directory);
   if (!Decoder::InitSDK()) return false;
   if (!InitScreens(settings.bViewLock)) return false;

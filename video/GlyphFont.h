@@ -2,10 +2,10 @@
 #pragma once
 
 #include <cstdint>
-#include <string>
 
 #include "src/kitc/HeapBytes.h"
 #include "src/kitc/OneTime.h"
+#include "src/kitc/ThrowingAllocator.h"
 #include "video/AsciiFont.h"
 
 // One character's shape. The rows are the font's and live as long as it.
@@ -25,7 +25,7 @@ struct Glyph {
 class GlyphFont {
  public:
   // `path` answers where the file is; it is asked once and may throw std::bad_alloc.
-  constexpr explicit GlyphFont(std::string (*path)()) : m_pfnPath(path) {}
+  constexpr explicit GlyphFont(String (*path)()) : m_pfnPath(path) {}
 
   // Reads the file when called first; later calls, also from other threads at that moment, find it read. A
   // file that is missing or too short has fewer glyphs.
@@ -37,7 +37,7 @@ class GlyphFont {
   void ReadFile();
   const uint8_t* FindInFile(uint32_t first, uint32_t second) const;
 
-  std::string (*const m_pfnPath)();
+  String (*const m_pfnPath)();
   OneTime m_Loaded;
   HeapBytes m_pGlyphs;
   uint32_t m_nBytes = 0;

@@ -15,14 +15,14 @@ bool Exists(const char* path) {
 
 }  // namespace
 
-std::string kitc_executable_directory() {
+String kitc_executable_directory() {
   // Far more than MAX_PATH: a cut path would name another directory.
   char path[4096] = {};
   const DWORD length = GetModuleFileNameA(nullptr, path, sizeof path);
   if (length == 0 || length >= sizeof path) return {};
-  const std::string file(path);
+  const String file(path);
   const size_t separator = file.find_last_of("/\\");
-  return separator != std::string::npos ? file.substr(0, separator) : std::string();
+  return separator != String::npos ? file.substr(0, separator) : String();
 }
 
 int kitc_mkdir_recursive(const char* path) {

@@ -3,7 +3,10 @@
 #pragma once
 
 #include <cstddef>
+#include <memory>
 #include <new>
+#include <string>
+#include <utility>
 
 template <typename T>
 struct ThrowingAllocator {
@@ -21,3 +24,10 @@ struct ThrowingAllocator {
   void deallocate(T* memory, size_t) { ::operator delete(memory); }
   bool operator==(const ThrowingAllocator&) const { return true; }
 };
+
+using String = std::basic_string<char, std::char_traits<char>, ThrowingAllocator<char>>;
+
+template <typename T, typename... Arguments>
+std::shared_ptr<T> MakeShared(Arguments&&... arguments) {
+  return std::allocate_shared<T>(ThrowingAllocator<T>(), std::forward<Arguments>(arguments)...);
+}

@@ -23,9 +23,9 @@ namespace {
 
 std::string g_FontPath;
 std::atomic<int> g_nAsked;
-std::string FontPath() {
+String FontPath() {
   ++g_nAsked;
-  return g_FontPath;
+  return String(g_FontPath);
 }
 
 std::string RandomBytes(size_t count) {
