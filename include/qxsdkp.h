@@ -100,7 +100,7 @@ enum {
   QXSP_WRITE_ILLEGAL_FRAME = 1,        // the older codec's frame head names a kind that does not exist
   QXSP_WRITE_WAIT_FIRST_KEYFRAME = 2,  // dropped: no key frame yet, or no stream was opened
   QXSP_WRITE_WAIT_KEYFRAME = 3,  // dropped: waiting for a key frame after a loss; or the stream is closed
-  QXSP_WRITE_QUEUE_FULL = 4,     // dropped: 200 video frames are queued
+  QXSP_WRITE_QUEUE_FULL = 4,     // dropped: 200 video frames are queued, or a key frame that no stream awaits
   QXSP_WRITE_NO_MEMORY = 5,      // dropped: no memory for the copy
 };
 
