@@ -13,6 +13,7 @@ int main(int argc, char** argv) {
   for (int i = 0; i < 320; ++i)
     tone[i] = i % 16 < 8 ? 0xA5 : 0x25;
   if (argc != 2 || !open_camera(argv[1], CAMERA_STEADY, &header) || !QXSP_InitSDK()) return 1;
+  QXSP_ConfigLog(QXSP_LOG_NONE, NULL, QXSP_LOG_INFO);  // which tells when the sound has run out
   header.wVideoDataType = QXSP_DATA_VIDEO_AND_AUDIO;
   header.wAudioCodecID = QXSP_AUDIO_ALAW;
   header.wAudioSampleRate = 8000;

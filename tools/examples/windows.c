@@ -5,8 +5,6 @@
 
 #define SUB_WINDOW ((void*)2)
 
-static int copies;
-
 // On the play thread, after each copy of a picture to a screen: draws a white line on top of it.
 static void QXSP_CALLBACK on_drawn(uint32_t player, void* window, void* display, void* surface,
                                    QXSP_RECT* target, QXSP_RECT* image) {
@@ -17,10 +15,8 @@ static void QXSP_CALLBACK on_drawn(uint32_t player, void* window, void* display,
   for (int x = 0; x < 80; ++x)
     ((uint32_t*)desc.lpSurface)[x] = 0x00FFFFFF;
   QXSP_UnlockSurface(surface);
-  if (copies++ < 3) {
-    printf("%s window: (%d,%d) to (%d,%d) of its screen\n", window == WINDOW ? "main" : "sub",
-           (int)target->left, (int)target->top, (int)target->right, (int)target->bottom);
-  }
+  printf("%s window: (%d,%d) to (%d,%d) of its screen\n", window == WINDOW ? "main" : "sub",
+         (int)target->left, (int)target->top, (int)target->right, (int)target->bottom);
   sem_post(&shown);
 }
 
