@@ -109,7 +109,7 @@ void Session::Redraw(size_t tile) {
   if (!left) return m_Tiles[tile]->Redraw();
   const TileView::Places places = m_Tiles[tile]->View().GetPlaces();
   m_Host.Paint(m_Host.Window(), places.picture, left->Cut(places.part));
-  if (places.sub) m_Host.Paint(places.sub, places.subPicture, *left);
+  if (places.sub) m_Host.Paint(places.sub, places.subPicture, left->Cut(places.visible));
 }
 
 void Session::RedrawAll() {

@@ -85,7 +85,7 @@ void TileView::ShowPart() {
 
 void TileView::UpdatePlaces() {
   Places places;
-  const Area visible = Visible();
+  const Area visible = places.visible = Visible();
   places.part = m_Zoom.Part();
   if (IsShown()) places.picture = FitInside(*m_Cell, visible.Width(), visible.Height());
   if (IsShown() && m_pSub) {

@@ -44,6 +44,7 @@ class TileView {
   struct Places {
     Area picture;     // desktop coordinates; empty while no source was opened, or when it is not shown
     Area part;        // of the picture, its pixels
+    Area visible;     // what the crop leaves of it
     Area subPicture;  // desktop coordinates; empty without a sub window
     void* sub = nullptr;
     std::optional<Area>
