@@ -194,7 +194,8 @@ TEST(Directory, MakesMissingParentsFirst) {
   EXPECT_EQ(kitc_mkdir_recursive((path + "y").c_str()), -1);
   EXPECT_FALSE(fs::exists(temp / "deep")) << "refused as a whole";
   EXPECT_EQ(kitc_mkdir_recursive(path.c_str()), 0);
-  EXPECT_EQ(std::string(kitc_executable_directory()), fs::read_symlink("/proc/self/exe").parent_path().string());
+  EXPECT_EQ(std::string(kitc_executable_directory()),
+            fs::read_symlink("/proc/self/exe").parent_path().string());
 }
 
 }  // namespace
