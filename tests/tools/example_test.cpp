@@ -40,7 +40,7 @@ std::string WithoutLog(const std::string& output) {
   std::istringstream lines(output);
   std::string said;
   for (std::string line; std::getline(lines, line);)
-    if (!line.empty() && line.find(" debug: ") != 12) said += line + "\n";
+    if (!line.empty() && line.find(" debug: ") != 12 && line.find(" error: ") != 12) said += line + "\n";
   return said;
 }
 
