@@ -5,8 +5,8 @@
 
 #include "src/kit_mem/kit_mem.h"
 
-// Null when memory is exhausted: what allocates by plain `new` looks at the answer (-fcheck-new), containers
-// take memory through an allocator that throws.
+// Null when memory is exhausted. So the library says new (std::nothrow) and looks at the answer; its
+// containers take memory through an allocator that throws.
 void* operator new(size_t size) {
   return mck_global_new(size);
 }

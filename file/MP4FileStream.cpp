@@ -117,7 +117,12 @@ bool MP4FileStream::ReadVideo(std::span<uint8_t> buffer, FrameRecord& frame) {
   const bool decodeOnly = m_nDecodeOnlyFrame != 0;
   const uint32_t number = decodeOnly ? m_nDecodeOnlyFrame : ++m_nVideoIndex;
   QP_FrameRequest request;
-  if (!m_Library.Request(QP_TRACK_VIDEO, number, request) || !CopyFrame(request, buffer, frame)) return false;
+  if (!m_Library.Request(QP_TRACK_VIDEO, number, request)) {
+    // A frame that cannot be read is skipped, but hosts must not see one behind the last.
+    if (number > m_Info.nTotalFrames) m_nVideoIndex = m_Info.nTotalFrames;
+    return false;
+  }
+  if (!CopyFrame(request, buffer, frame)) return false;
   frame.ftFrameType = QFT_Video;
   frame.bKeyFrame = request.bKeyFrame != 0;
   frame.bDisplay = !decodeOnly;

@@ -368,9 +368,9 @@ static inline int32_t QXSP_UnlockSurface(void* pSurface) {
 // time) or "none"; unset: ALSA's default device, else "null".
 QXSP_API int32_t QXSP_CALL QXSP_InitSDK(void);
 
-// Gives back what QXSP_InitSDK took and closes the source of every player. Waits. The players stay the
-// host's: release them before or after, with QXSP_ReleasePlayer. Close streams and files first. Call it, or
-// release the players, before the library is unloaded.
+// Gives back what QXSP_InitSDK took, closes the source of every player and forgets its name, user data, mode
+// and texts. Waits. The players stay the host's: release them before or after, with QXSP_ReleasePlayer. Close
+// streams and files first. Call it, or release the players, before the library is unloaded.
 QXSP_API void QXSP_CALL QXSP_ReleaseSDK(void);
 
 // Sets both thresholds of the log (QXSP_LOG_...) and the directory of its files, one a local day, named
@@ -379,8 +379,9 @@ QXSP_API void QXSP_CALL QXSP_ReleaseSDK(void);
 // three again. Any thread; waits for lines being written.
 QXSP_API void QXSP_CALL QXSP_ConfigLog(int32_t nFileLevel, const char* pszDirectory, int32_t nStdOutLevel);
 
-// Answers the lowest free identifier, 0 to 511, or QXSP_NO_PLAYER. The player is as new: no source, no name,
-// user data 0, default mode. After QXSP_InitSDK. The host releases it with QXSP_ReleasePlayer.
+// Answers the lowest free identifier, 0 to 511, or QXSP_NO_PLAYER. The player has no source, no name, no
+// texts, user data 0 and the default mode; windows and crop are those that its identifier had last. After
+// QXSP_InitSDK. The host releases it with QXSP_ReleasePlayer.
 QXSP_API int32_t QXSP_CALL QXSP_CreatePlayer(void);
 
 // Closes the player's source and gives its identifier back, which the next QXSP_CreatePlayer may hand out at
@@ -413,9 +414,9 @@ QXSP_API int32_t QXSP_CALL QXSP_OpenStream(uint32_t nPlayerID, const void* pHead
 QXSP_API int32_t QXSP_CALL QXSP_CloseStream(uint32_t nPlayerID);
 
 // Reads back the header that was last given to QXSP_OpenStream (32 bytes or more, also when that failed) or
-// found in the file opened last, also after it was closed: the QXSP_FILE_HEADER
-// when that was the form and dwSize is at least 96, else 32 bytes. Answers 1; 0 for a bad identifier, a null
-// buffer or dwSize below 32.
+// found in the recording opened last (for an MP4, which has none, zeros), also after it was closed: the
+// QXSP_FILE_HEADER when that was the form and dwSize is at least 96, else 32 bytes. Answers 1; 0 for a bad
+// identifier, a null buffer or dwSize below 32.
 QXSP_API int32_t QXSP_CALL QXSP_GetHeaderData(uint32_t nPlayerID, void* pBuffer, uint32_t dwSize);
 
 // QXSP_WriteToStreamOneFrame2 without a timestamp.
@@ -464,7 +465,8 @@ QXSP_API int32_t QXSP_CALL QXSP_EnablePreDecode(uint32_t nPlayerID, int32_t bEna
 // 7  Playback control
 //
 // Pause, step and speed are for recorded files. On a live stream they only silence the sound until more of it
-// arrives; its pictures go on.
+// arrives; its pictures go on. After the end of a file they change nothing: its thread has ended, open it
+// again.
 
 // Ends a pause; the next frame is due at once. Answers 1; 0 for a bad identifier. Never blocks.
 QXSP_API int32_t QXSP_CALL QXSP_Play(uint32_t nPlayerID);
@@ -508,9 +510,12 @@ QXSP_API uint32_t QXSP_CALL QXSP_GetCurFrameNum(uint32_t nPlayerID);
 QXSP_API int32_t QXSP_CALL QXSP_GetKeyFramePos(uint32_t nPlayerID, uint32_t* pdwPosition,
                                                uint32_t* pdwFrameNum);
 
-// Goes on from a key frame near the frame dwTarget, the first is 1, or QXSP_FIRST_KEYFRAME; 0 goes nowhere.
-// Queued sound is dropped. bPause, not 0: pauses there and shows one picture. Answers 1; 0 for a bad
-// identifier or when no file is open.
+// Goes on from a key frame: for MP4 the last one at or before the frame dwTarget, the first is 1, for
+// recordings the last one before it (and the first one when there is none before); QXSP_FIRST_KEYFRAME: the
+// first one; 0: goes nowhere. The frame that had been read already is shown first. Queued sound is dropped.
+// bPause, not 0: pauses, and shows that one frame; QXSP_StepForward then shows the key frame. After the end
+// of a file, or for a recording with a target behind it, nothing more is played: open it again. Answers 1; 0
+// for a bad identifier or when no file is open.
 QXSP_API int32_t QXSP_CALL QXSP_GotoKeyFrame(uint32_t nPlayerID, uint32_t dwTarget, int32_t bPause);
 
 // ==========================================================================================================
@@ -571,7 +576,8 @@ QXSP_API void QXSP_CALL QXSP_SetImageRect(uint32_t nPlayerID, const QXSP_RECT* p
 //
 // Texts are drawn into the decoded picture: they are in what the picture callback, the windows and snapshots
 // get. Chinese characters need the 16 x 16 font file QXSHZ16.dll beside the host's executable, and are solid
-// blocks without it. A character that does not fit into the picture is left out.
+// blocks without it. A character that does not fit into the picture, or ends on its last row or column, is
+// left out.
 
 // Replaces the player's texts; null or a count of 0 removes them. Items and texts are copied. Answers 1; 0
 // for a bad identifier or when an item is no text: the player then has none. Waits at most for the picture
@@ -586,8 +592,9 @@ QXSP_API int32_t QXSP_CALL QXSP_EnableDebugOSD(uint32_t nPlayerID, int32_t bEnab
 // ==========================================================================================================
 // 11  Snapshots and image processing
 
-// Gives the picture's size in pixels, from the header or file that was opened; 0 and 0 before. Answers 1; 0
-// for a bad identifier or a null pointer. Waits at most for the frame being decoded.
+// Gives the picture's size in pixels, from the header or file that was opened, which the pictures need not
+// have; 0 and 0 before. Answers 1; 0 for a bad identifier or a null pointer. Waits at most for the frame
+// being decoded.
 QXSP_API int32_t QXSP_CALL QXSP_GetBitmapSize(uint32_t nPlayerID, int32_t* pnWidth, int32_t* pnHeight);
 
 // Copies the last decoded picture: 4 bytes a pixel, blue, green, red, 0; bottom row first, width * 4 bytes a
@@ -596,18 +603,18 @@ QXSP_API int32_t QXSP_CALL QXSP_GetBitmapSize(uint32_t nPlayerID, int32_t* pnWid
 // for the frame being decoded.
 QXSP_API int32_t QXSP_CALL QXSP_GetBitmap(uint32_t nPlayerID, void* pBuffer, uint32_t dwSize);
 
-// Passes every picture through the image-processing library (QImageP.dll) before it is shown, until switched
-// off or the stream closed. dwReserved is ignored. Answers 1; 0 for a bad identifier or, when switching on,
-// without that library.
+// Passes every picture through the image-processing library (QImageP.dll) on its way to the windows, not to
+// the picture callback and snapshots, until switched off or a stream of the player closed. dwReserved is
+// ignored. Answers 1; 0 for a bad identifier or, when switching on, without that library.
 QXSP_API int32_t QXSP_CALL QXSP_SetImageProc(uint32_t nPlayerID, int32_t bEnable, uint32_t dwReserved);
 
 // ==========================================================================================================
 // 12  Sound
 
 // bEnable not 0: plays the sound of the open source, pWindow being the window that the sound device is tied
-// to (Windows; elsewhere it may be null). 0: silence. Sound is off after an open, unless it was on before,
-// and begins 200 ms after it was switched on. Answers 1; 0 for a bad identifier, a source without sound or
-// without a sound device.
+// to (Windows; elsewhere it may be null). 0: silence. Sound is off after QXSP_OpenFile; a new stream keeps
+// what was set for the one before. It begins 200 ms after it was switched on. Answers 1; 0 for a bad
+// identifier, a source without sound or without a sound device.
 QXSP_API int32_t QXSP_CALL QXSP_SetAudioPreview(uint32_t nPlayerID, void* pWindow, int32_t bEnable);
 
 // ==========================================================================================================

@@ -1,29 +1,36 @@
 // Shared libraries that are loaded by name at run time.
 #include <dlfcn.h>
 
-#include <string>
+#include <algorithm>
+#include <string_view>
 
 #include "platform/Kernel.h"
 #include "platform/posix/KernelSeam.h"
 
 namespace {
 
-// "QImageP.dll" is libqimagep.so here.
-std::string NativeName(std::string_view name) {
-  constexpr std::string_view kEnding = ".dll";
-  if (name.ends_with(kEnding)) name.remove_suffix(kEnding.size());
-  std::string native = "lib";
-  for (const char c : name)
-    native += c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-  return native + ".so";
-}
+// "QImageP.dll" is libqimagep.so here. Empty when the name does not fit.
+struct NativeName {
+  explicit NativeName(std::string_view name) {
+    constexpr std::string_view kEnding = ".dll";
+    if (name.ends_with(kEnding)) name.remove_suffix(kEnding.size());
+    const auto toLower = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; };
+    if (name.size() > sizeof szText - sizeof "lib.so") return;
+    char* end = std::copy_n("lib", 3, szText);
+    end = std::ranges::transform(name, end, toLower).out;
+    std::copy_n(".so", sizeof ".so", end);
+  }
+
+  char szText[64] = {};
+};
 
 }  // namespace
 
 namespace platform {
 
 void* KernelSeam::LoadLibrary(const char* name) {
-  return dlopen(NativeName(name).c_str(), RTLD_NOW | RTLD_LOCAL);
+  const NativeName native(name);
+  return native.szText[0] != '\0' ? dlopen(native.szText, RTLD_NOW | RTLD_LOCAL) : nullptr;
 }
 
 void (*KernelSeam::FindFunction(void* module, const char* name))() {
