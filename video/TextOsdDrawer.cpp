@@ -111,10 +111,10 @@ void DrawUnscaled(const Glyph glyph, Place place, const Pen pen) {
   for (uint32_t row = 0; row < kGlyphHeight; row += 2, place.NextBlockRow()) {
     const uint32_t upper = glyph.Row(row);
     const uint32_t lower = glyph.Row(row + 1);
-    for (uint32_t left = upper | lower; left != 0;) {
-      const uint32_t x = static_cast<uint32_t>(std::countl_zero(left << 16)) & ~1u;
+    for (uint32_t x = 0; x < glyph.nWidth; x += 2) {
       const uint32_t above = upper >> (14 - x) & 3;
       const uint32_t under = lower >> (14 - x) & 3;
+      if ((above | under) == 0) continue;
       uint8_t* const pixels = place.pY + x;
       luma(pixels, above & 2);
       luma(pixels + 1, above & 1);
@@ -123,7 +123,6 @@ void DrawUnscaled(const Glyph glyph, Place place, const Pen pen) {
       const auto set = static_cast<uint32_t>(std::popcount(above << 2 | under));
       place.pCb[x / 2] = pen.Cb(place.pCb[x / 2], set);
       place.pCr[x / 2] = pen.Cr(place.pCr[x / 2], set);
-      left &= (1u << (14 - x)) - 1;
     }
   }
 }

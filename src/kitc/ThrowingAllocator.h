@@ -15,9 +15,9 @@ struct ThrowingAllocator {
   template <typename Other>
   ThrowingAllocator(const ThrowingAllocator<Other>&) {}
   T* allocate(size_t count) {
-    void* const memory = count <= static_cast<size_t>(-1) / sizeof(T)
-                             ? ::operator new(count * sizeof(T), std::nothrow)
-                             : nullptr;
+    constexpr size_t kBytes = sizeof(T);  // NOLINT(bugprone-sizeof-expression): of a pointer, where T is one
+    void* const memory =
+        count <= static_cast<size_t>(-1) / kBytes ? ::operator new(count* kBytes, std::nothrow) : nullptr;
     if (memory == nullptr) throw std::bad_alloc();
     return static_cast<T*>(memory);
   }
