@@ -1,10 +1,12 @@
 // How long a jump in an MP4 file takes until the key frame is on the screen, through the exports and
 // headless, beside a bare libavformat and libavcodec program that seeks, reads and decodes the same key
-// frame. Everything is measured in one run; the two take turns at every target.
+// frame. Then the same for a key frame as 32-bit pixels, without a player. Everything is measured in one run;
+// the two take turns at every target.
 //   bench_seeking [FILE.mp4...]
 extern "C" {
 #include <libavcodec/avcodec.h>
 #include <libavformat/avformat.h>
+#include <libswscale/swscale.h>
 }
 #include <condition_variable>
 #include <cstdio>
@@ -42,6 +44,7 @@ class BareReader {
     if (avcodec_open2(m_pCodec, nullptr, nullptr) < 0) Fail("no decoder");
   }
   ~BareReader() {
+    sws_freeContext(m_pScaler);
     av_frame_free(&m_pFrame);
     av_packet_free(&m_pPacket);
     avcodec_free_context(&m_pCodec);
@@ -80,6 +83,20 @@ class BareReader {
     if (!decoded || m_pFrame->key_frame == 0) Fail("the reference decoded no key frame");
     return used;
   }
+  // The same until its pixels lie in `pixels`.
+  double SeekAndConvert(uint32_t number, uint8_t* pixels) {
+    double used = SeekAndDecode(number);
+    const auto start = Clock::now();
+    const int width = m_pFrame->width;
+    m_pScaler = sws_getCachedContext(m_pScaler, width, m_pFrame->height,
+                                     static_cast<AVPixelFormat>(m_pFrame->format), width, m_pFrame->height,
+                                     AV_PIX_FMT_BGR0, SWS_BILINEAR, nullptr, nullptr, nullptr);
+    const int stride = width * 4;
+    if (m_pScaler == nullptr ||
+        sws_scale(m_pScaler, m_pFrame->data, m_pFrame->linesize, 0, m_pFrame->height, &pixels, &stride) <= 0)
+      Fail("the reference cannot convert");
+    return used + MsSince(start);
+  }
 
  private:
   AVStream& Video() const { return *m_pFormat->streams[m_nVideo]; }
@@ -88,6 +105,7 @@ class BareReader {
   AVCodecContext* m_pCodec = nullptr;
   AVPacket* m_pPacket = av_packet_alloc();
   AVFrame* m_pFrame = av_frame_alloc();
+  SwsContext* m_pScaler = nullptr;
   int m_nVideo = -1;
 };
 
@@ -167,6 +185,27 @@ void MeasureJumps(BareReader& bare, uint32_t player, const std::vector<uint32_t>
   Print(text, usedMs, bareMs);
 }
 
+void MeasurePictures(BareReader& bare, const char* path, const std::vector<uint32_t>& keyFrames) {
+  QXSP_MEDIA_FILE_INFO info;
+  void* const file = QXSP_MediaFileOpen(path, &info);
+  if (file == nullptr) Fail("cannot look into " + std::string(path));
+  std::vector<uint8_t> pixels(size_t{4} * info.dwWidth * info.dwHeight);
+  const auto bytes = static_cast<uint32_t>(pixels.size());
+  std::minstd_rand chance(1);
+  std::vector<double> bareMs, usedMs;
+  for (int target = 0; target < kTargets; ++target) {
+    const uint32_t keyFrame = keyFrames[chance() % keyFrames.size()];
+    bareMs.push_back(bare.SeekAndConvert(keyFrame, pixels.data()));
+    const auto start = Clock::now();
+    if (QXSP_MediaFileGetOneFrame(file, keyFrame, pixels.data(), bytes) != static_cast<int32_t>(keyFrame))
+      Fail("no picture of a key frame");
+    usedMs.push_back(MsSince(start));
+  }
+  QXSP_MediaFileClose(file);
+  Print("  the reference: seek, read, decode, convert", bareMs, bareMs);
+  Print("QXSP_MediaFileGetOneFrame", usedMs, bareMs);
+}
+
 void Measure(const char* path) {
   BareReader bare(path);
   const std::vector<uint32_t> keyFrames = bare.KeyFrames();
@@ -183,6 +222,7 @@ void Measure(const char* path) {
   MeasureJumps(bare, player, keyFrames, JumpPlaying, "playing: each frame at its time");
   MeasureJumps(bare, player, keyFrames, JumpPaused, "paused: the frame at hand, then the key frame");
   QXSP_ReleasePlayer(player);
+  MeasurePictures(bare, path, keyFrames);
 }
 
 }  // namespace
