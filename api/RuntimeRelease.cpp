@@ -1,5 +1,8 @@
-// Gives back, when the shared library is unloaded, what the C++ runtime inside it took at its start. Part of
-// the shared library only: a program shares the runtime with others and must not release it.
+// Gives back, when the shared library is unloaded, what the C++ runtime inside it took at its start, and the
+// allocator's tables. Part of the shared library only: a program shares the runtime with others and must not
+// release it.
+
+#include "src/kit_mem/kit_mem.h"
 
 namespace __gnu_cxx {
 // libstdc++'s own, declared in none of its headers: releases the memory kept for exceptions when all other is
@@ -11,6 +14,7 @@ namespace {
 
 // The lowest priority that is free to use, so that it runs after every static object has gone.
 [[gnu::destructor(101)]] void ReleaseRuntime() {
+  mck_release_if_unused();
   __gnu_cxx::__freeres();
 }
 

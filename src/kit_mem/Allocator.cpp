@@ -85,7 +85,17 @@ void Allocator::Report::Print() const {
 }
 
 Allocator::~Allocator() {
-  Instance* const instance = m_pInstance.load(std::memory_order_acquire);
+  Destroy();
+}
+
+void Allocator::ReleaseIfUnused() {
+  mck_statistics statistics;
+  GetStatistics(&statistics);
+  if (statistics.library.ullBlocks == 0) Destroy();
+}
+
+void Allocator::Destroy() {
+  Instance* const instance = m_pInstance.exchange(nullptr, std::memory_order_acq_rel);
   if (instance == nullptr) return;
   instance->~Instance();
   GlobalFree(instance);

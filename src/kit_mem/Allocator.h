@@ -33,6 +33,9 @@ class Allocator {
   void* Reallocate(void* user, size_t size, CallKind kind);
   void Release(void* user, CallKind kind);
 
+  // Returns to what it was before its first call when no block is live. No other thread may be inside.
+  void ReleaseIfUnused();
+
   void GetStatistics(mck_statistics* statistics);
   // The newest live blocks: up to `capacity` records. Returns how many.
   size_t GetLiveBlocks(CheckerRecord* records, size_t capacity);
@@ -48,6 +51,7 @@ class Allocator {
 
   Instance* Prepare();
   [[gnu::noinline]] Instance* Create();
+  void Destroy();
   Claim ClaimOf(void* user, bool returned) const;
   bool Verify(Instance& instance, void* user, const Claim& claim, Report& report)
       REQUIRES(platform::g_MemoryLock);

@@ -87,6 +87,10 @@ void mck_global_delete_array(void* block) noexcept {
   g_Library.allocator.Release(block, CallKind::kGlobalDeleteArray);
 }
 
+void mck_release_if_unused() noexcept {
+  g_Library.allocator.ReleaseIfUnused();
+}
+
 void mck_get_statistics(mck_statistics* statistics) noexcept {
   g_Library.allocator.GetStatistics(statistics);
 }

@@ -36,6 +36,10 @@ void* mck_global_new_array(size_t size) noexcept;
 void mck_global_delete(void* block) noexcept;
 void mck_global_delete_array(void* block) noexcept;
 
+// Gives back the allocator's own tables, too, when no block is live; otherwise does nothing. For the moment
+// when the library is unloaded: no other thread is in any of these functions.
+void mck_release_if_unused() noexcept;
+
 struct mck_usage {
   uint64_t ullReserved;  // bytes; what counts is said below
   uint64_t ullUsed;      // bytes that callers asked for and still hold

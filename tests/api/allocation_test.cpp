@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <cstdlib>
+#include <new>
 #include <string>
 
 #include "include/qxsdkp.h"
@@ -39,6 +40,9 @@ void ReleaseMarked(void* memory) {
 }  // namespace
 
 void* operator new(size_t size) {
+  return MarkedBlock(size);
+}
+void* operator new(size_t size, const std::nothrow_t&) noexcept {
   return MarkedBlock(size);
 }
 void operator delete(void* memory) noexcept {
