@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <png.h>
+#include <poll.h>
 #include <pty.h>
 #include <sys/wait.h>
 #include <termios.h>
@@ -160,7 +161,9 @@ TEST_F(QxPlay, TakesKeysFromTheTerminal) {
   const auto readUntil = [&](const char* words) {
     char bytes[256];
     while (output.find(words) == std::string::npos) {
-      const ssize_t count = read(terminal, bytes, sizeof(bytes));
+      pollfd readable = {terminal, POLLIN, 0};
+      const bool isThere = poll(&readable, 1, 20'000) == 1;  // ms
+      const ssize_t count = isThere ? read(terminal, bytes, sizeof(bytes)) : 0;
       if (count <= 0) return false;
       output.append(bytes, static_cast<size_t>(count));
     }

@@ -45,7 +45,7 @@ class Transport {
   static constexpr int kFastest = 5, kSlowest = -5;  // powers of two
   // A picture that a step asked for and that does not come within this time was not decoded: one more is let
   // through.
-  static constexpr std::chrono::milliseconds kPatience{300};
+  static constexpr std::chrono::milliseconds kPatience{1000};
 
   // The file is open and plays. totalFrames: 0 when not known. framesPerSecond: above 0.
   Transport(RecordedFile& file, uint32_t totalFrames, double framesPerSecond, bool loop);
