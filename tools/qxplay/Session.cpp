@@ -44,6 +44,9 @@ Session::Session(const Options& options, Host& host, Console& console, std::stri
 
 Session::~Session() {
   m_Sources.clear();
+  // All players stop before the first tile goes: a picture of one is taken with the places of all.
+  for (const auto& tile : m_Tiles)
+    QXSP_Stop(tile->PlayerID());
   m_Tiles.clear();
   QXSP_SetCallBack(nullptr, nullptr, nullptr, nullptr);
 }
