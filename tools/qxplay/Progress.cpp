@@ -1,20 +1,11 @@
 #include "tools/qxplay/Progress.h"
 
 #include <algorithm>
-#include <cstdarg>
 #include <cstddef>
-#include <cstdio>
+
+#include "tools/common/Print.h"
 
 namespace {
-
-[[gnu::format(printf, 1, 2)]] std::string Print(const char* format, ...) {
-  char text[128];
-  va_list arguments;
-  va_start(arguments, format);
-  vsnprintf(text, sizeof(text), format, arguments);
-  va_end(arguments);
-  return text;
-}
 
 double FramesPerSecond(const Progress& progress) {
   return progress.spanSeconds > 0 ? static_cast<double>(progress.presentedInSpan) / progress.spanSeconds : 0;

@@ -2,19 +2,10 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdarg>
-#include <cstdio>
+
+#include "tools/common/Print.h"
 
 namespace {
-
-[[gnu::format(printf, 1, 2)]] std::string Print(const char* format, ...) {
-  char text[128];
-  va_list arguments;
-  va_start(arguments, format);
-  vsnprintf(text, sizeof(text), format, arguments);
-  va_end(arguments);
-  return text;
-}
 
 std::string TimeText(double seconds) {
   const auto whole = static_cast<unsigned>(seconds);
