@@ -5,3 +5,9 @@
 #pragma once
 
 void RunIdle();
+void RunSmall();
+void RunMedium();
+void RunLatency();
+void RunLinear();
+void RunViewLock();
+void RunLogCost();

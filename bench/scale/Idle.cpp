@@ -31,7 +31,7 @@ void RunIdle() {
   std::vector<uint32_t> players;
   const auto opening = Clock::now();
   for (int i = 0; i < QXSP_MAX_PLAYERS; ++i)
-    players.push_back(OpenStream(header, QXSP_MODE_DEFAULT));
+    players.push_back(OpenStream(header, QXSP_MODE_DEFAULT, {0, 0, 176, 144}));
   const double openedMs = MsSince(opening);
   const ProcessFigures figures = ReadProcessFigures();
   const double all = RestingPercent();

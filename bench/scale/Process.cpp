@@ -4,6 +4,7 @@
 #include <time.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -27,8 +28,11 @@ void Require(bool condition, const std::string& what) {
   std::exit(1);
 }
 
-void StartLibrary() {
-  setenv("QXSDKP_DISPLAY", "headless:1920x1080+0+0", 1);
+void StartLibrary(int screens) {
+  std::string display = "headless:1920x1080+0+0";
+  for (int i = 1; i < screens; ++i)
+    display += ",1920x1080+" + std::to_string(i * 1920) + "+0";
+  setenv("QXSDKP_DISPLAY", display.c_str(), 1);
   setenv("QXSDKP_SOUND", "null", 1);
   QXSP_ConfigLog(QXSP_LOG_NONE, nullptr, QXSP_LOG_NONE);
   Require(QXSP_InitSDK() == 1, "the library does not start");
@@ -72,7 +76,7 @@ bool RunSelf(const std::vector<std::string>& arguments, const std::string& progr
   const pid_t child = fork();
   Require(child >= 0, "no further process");
   if (child == 0) {
-    execv(path.c_str(), values.data());
+    execv(program.c_str(), values.data());
     _exit(127);
   }
   int status = 0;

@@ -9,8 +9,8 @@
 // Ends the program with this text unless the condition holds.
 void Require(bool condition, const std::string& what);
 
-// QXSP_InitSDK with a headless screen and silent sound, and nothing logged.
-void StartLibrary();
+// QXSP_InitSDK with silent sound, nothing logged, and headless screens of 1920x1080 in a row.
+void StartLibrary(int screens = 1);
 
 // CPU time of all threads of the process so far, and of the calling thread.
 double ProcessCpuMs();
@@ -26,6 +26,7 @@ ProcessFigures ReadProcessFigures();
 // Prints "what: value unit, limit L: ok|missed".
 void PrintLimited(const char* what, double value, const char* unit, double limit);
 
-// Runs this program, or a copy of it at `program` when that is not empty, with these arguments and waits for
-// its end. False when it did not end with status 0.
-bool RunSelf(const std::vector<std::string>& arguments, const std::string& program = "");
+std::string ProgramPath();
+
+// Runs the program with these arguments and waits for its end. False when it did not end with status 0.
+bool RunProgram(const std::string& program, const std::vector<std::string>& arguments);

@@ -1,5 +1,8 @@
 #include "bench/scale/Streams.h"
 
+#include <array>
+#include <cstring>
+
 #include "bench/scale/Process.h"
 
 QXSP_FILE_HEADER LiveHeader(int width, int height, int framesPerSecond) {
@@ -13,14 +16,13 @@ QXSP_FILE_HEADER LiveHeader(int width, int height, int framesPerSecond) {
   return header;
 }
 
-uint32_t OpenStream(const QXSP_FILE_HEADER& header, uint32_t mode) {
-  static int window;
-  static const QXSP_RECT place = {0, 0, 176, 144};
+uint32_t OpenStream(const QXSP_FILE_HEADER& header, uint32_t mode, const QXSP_RECT& place) {
+  static std::array<char, QXSP_MAX_PLAYERS> windows;  // headless any address is a window
   const int32_t player = QXSP_CreatePlayer();
   Require(player != QXSP_NO_PLAYER, "no player is left");
   const auto identifier = static_cast<uint32_t>(player);
   Require(QXSP_OpenStream(identifier, &header, sizeof header) == 1, "a stream does not open");
   Require(QXSP_SetFrameControlMode(identifier, mode) == 1, "a mode is refused");
-  Require(QXSP_SetVideoPreview(identifier, &window, &place, 1) == 1, "a window is refused");
+  Require(QXSP_SetVideoPreview(identifier, &windows[identifier], &place, 1) == 1, "a window is refused");
   return identifier;
 }

@@ -1,4 +1,4 @@
-// Opening live streams whose frames the cases then push.
+// Opening the live streams whose frames the cases push.
 #pragma once
 
 #include <cstdint>
@@ -8,6 +8,6 @@
 // H.264 without sound.
 QXSP_FILE_HEADER LiveHeader(int width, int height, int framesPerSecond);
 
-// The identifier of a new player that plays such a stream in a window of 176x144. Ends the program when it
-// cannot.
-uint32_t OpenStream(const QXSP_FILE_HEADER& header, uint32_t mode);
+// The identifier of a new player with such a stream and a window at this place. Ends the program when there
+// is none.
+uint32_t OpenStream(const QXSP_FILE_HEADER& header, uint32_t mode, const QXSP_RECT& place);

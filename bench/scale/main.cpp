@@ -3,11 +3,14 @@
 // Each case runs in a process of its own and prints its figures beside a reference of the same run. The exit
 // status says whether all of them ran, not whether they kept their limits.
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <vector>
 
 #include "bench/scale/Cases.h"
+#include "bench/scale/Peer.h"
 #include "bench/scale/Process.h"
+#include "bench/scale/ViewLock.h"
 
 namespace {
 
@@ -19,12 +22,30 @@ struct Case {
 
 constexpr Case kCases[] = {
     {"idle", "512 open streams without a frame", RunIdle},
+    {"small", "512 streams of 176x144 at 5 frames a second", RunSmall},
+    {"medium", "64 streams of 352x288 and 16 of 704x576, beside libmpv", RunMedium},
+    {"latency", "one stream that plays at once, alone and beside 64 others", RunLatency},
+    {"linear", "CPU time at 1 to 512 streams", RunLinear},
+    {"viewlock", "presenting one after the other, and at the same time", RunViewLock},
+    {"log", "512 streams with the log at level 1", RunLogCost},
 };
 
 const Case* Find(const char* name) {
   for (const Case& one : kCases)
     if (std::strcmp(one.name, name) == 0) return &one;
   return nullptr;
+}
+
+// Parts of cases that need a process of their own. False when the arguments name none.
+bool RunPart(int argc, char** argv) {
+  if (argc == 5 && std::strcmp(argv[1], "--peer") == 0) {
+    RunPeer(argv[2], std::atoi(argv[3]), std::atof(argv[4]));
+  } else if (argc == 3 && std::strcmp(argv[1], "--viewlock") == 0) {
+    RunViewLockPart(std::atoi(argv[2]));
+  } else {
+    return false;
+  }
+  return true;
 }
 
 int Usage() {
@@ -37,6 +58,7 @@ int Usage() {
 }  // namespace
 
 int main(int argc, char** argv) {
+  if (RunPart(argc, argv)) return 0;
   std::vector<const Case*> cases;
   for (int i = 1; i < argc; ++i) {
     cases.push_back(Find(argv[i]));
@@ -53,6 +75,6 @@ int main(int argc, char** argv) {
   }
   bool allRan = true;
   for (const Case* one : cases)
-    allRan = RunSelf({one->name}) && allRan;
+    allRan = RunProgram(ProgramPath(), {one->name}) && allRan;
   return allRan ? 0 : 1;
 }

@@ -1,0 +1,25 @@
+// A load played and decoded bare, several times in turn, and what is printed of that.
+#pragma once
+
+#include <vector>
+
+#include "bench/scale/Load.h"
+
+struct Comparison {
+  std::vector<double> ratios;  // CPU time over that of the bare decode, of each round
+  std::vector<double> lateMs;  // push to presented, of all rounds
+  // Medians of the rounds.
+  double cpuPercent = 0;  // of one core
+  double barePercent = 0;
+  double bareMsPerFrame = 0;
+  double residentKiBPerStream = 0;
+  double threadsPerStream = 0;
+
+  double Ratio() const;  // the median
+};
+
+// Prints a line for each round.
+Comparison CompareLoad(const Load& load, int rounds);
+
+// Prints ratio and lateness with their limits.
+void PrintComparison(const Comparison& comparison, double ratioLimit, double lateLimitMs);

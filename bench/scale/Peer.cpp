@@ -1,0 +1,107 @@
+#include "bench/scale/Peer.h"
+
+#include <mpv/client.h>
+
+#include <cstdio>
+#include <memory>
+#include <thread>
+#include <vector>
+
+#include "bench/Measure.h"
+#include "bench/scale/Process.h"
+
+namespace {
+
+constexpr auto kSettle = std::chrono::seconds(4);
+constexpr auto kWindow = std::chrono::seconds(10);
+
+// Nothing but decoding and timing: no picture is drawn, no sound, no scripts, no read-ahead, one decoding
+// thread.
+constexpr const char* kOptions[][2] = {
+    {"config", "no"},
+    {"terminal", "no"},
+    {"load-scripts", "no"},
+    {"ytdl", "no"},
+    {"osc", "no"},
+    {"input-default-bindings", "no"},
+    {"osd-level", "0"},
+    {"vo", "null"},
+    {"audio", "no"},
+    {"sid", "no"},
+    {"hwdec", "no"},
+    {"vd-lavc-threads", "1"},
+    {"cache", "no"},
+    {"demuxer-thread", "no"},
+    {"demuxer-max-bytes", "1MiB"},
+    {"demuxer-max-back-bytes", "0"},
+};
+
+class Handle {
+ public:
+  explicit Handle(const char* file) : m_pHandle(mpv_create()) {
+    Require(m_pHandle != nullptr, "libmpv makes no handle");
+    for (const auto& [name, value] : kOptions)
+      Require(mpv_set_option_string(m_pHandle, name, value) == 0, std::string("libmpv refuses ") + name);
+    Require(mpv_initialize(m_pHandle) == 0, "libmpv does not start");
+    const char* command[] = {"loadfile", file, nullptr};
+    Require(mpv_command(m_pHandle, command) == 0, "libmpv does not load the file");
+    while (mpv_wait_event(m_pHandle, 10)->event_id != MPV_EVENT_PLAYBACK_RESTART) {
+    }
+  }
+  ~Handle() { mpv_terminate_destroy(m_pHandle); }
+  Handle(const Handle&) = delete;
+  Handle& operator=(const Handle&) = delete;
+
+  // Frames of which the time has come, less those that were left out.
+  double FramesShown() const {
+    return static_cast<double>(Number("estimated-frame-number") - Number("frame-drop-count") -
+                               Number("decoder-frame-drop-count"));
+  }
+
+ private:
+  int64_t Number(const char* property) const {
+    int64_t value = 0;
+    Require(mpv_get_property(m_pHandle, property, MPV_FORMAT_INT64, &value) == 0,
+            std::string("libmpv has no ") + property);
+    return value;
+  }
+
+  mpv_handle* m_pHandle;
+};
+
+double FramesShown(const std::vector<std::unique_ptr<Handle>>& handles) {
+  double frames = 0;
+  for (const auto& handle : handles)
+    frames += handle->FramesShown();
+  return frames;
+}
+
+}  // namespace
+
+void RunPeer(const char* file, int count, double bareMsPerFrame) {
+  const ProcessFigures before = ReadProcessFigures();
+  std::vector<std::unique_ptr<Handle>> handles;
+  const auto opening = Clock::now();
+  for (int i = 0; i < count; ++i)
+    handles.push_back(std::make_unique<Handle>(file));
+  const double openedMs = MsSince(opening);
+  std::this_thread::sleep_for(kSettle);
+
+  const auto start = Clock::now();
+  const double cpu = ProcessCpuMs();
+  const double shown = FramesShown(handles);
+  std::this_thread::sleep_for(kWindow);
+  const double cpuMs = ProcessCpuMs() - cpu;
+  const double frames = FramesShown(handles) - shown;
+  const double elapsedMs = MsSince(start);
+  const ProcessFigures during = ReadProcessFigures();
+
+  std::printf(
+      "  libmpv: CPU %.2f %% of one core, over bare decode %.3f; %.1f frames a second each; opened in %.1f "
+      "s\n",
+      cpuMs / elapsedMs * 100, cpuMs / (frames * bareMsPerFrame), frames / count / elapsedMs * 1e3,
+      openedMs / 1e3);
+  std::printf("  libmpv, each: %.1f MiB resident, %.1f threads\n",
+              static_cast<double>(during.residentKiB - before.residentKiB) / 1024 / count,
+              static_cast<double>(during.threads - before.threads) / count);
+}
