@@ -135,14 +135,24 @@ bool AudioViewer::Write(const uint8_t* data, uint32_t size) {
   return true;
 }
 
-void AudioViewer::Monitor() {
-  if (!m_bEnabled) return;
+uint32_t AudioViewer::Monitor() {
+  if (!m_bEnabled) return INFINITE;
   const uint64_t now = kitc_tick64();
   // Another thread than in the last pass: their ticks may lie far apart.
   const bool backwards = now < m_llLastMonitor;
-  const bool tooSoon = !backwards && now - m_llLastMonitor < kMonitorIntervalMs;
-  if (!tooSoon) m_llLastMonitor = now;
-  if (backwards || tooSoon) return;
+  const uint64_t passed = backwards ? 0 : now - m_llLastMonitor;
+  uint32_t rest = kMonitorIntervalMs;
+  if (!backwards && passed < kMonitorIntervalMs) {
+    rest -= static_cast<uint32_t>(passed);
+  } else {
+    m_llLastMonitor = now;
+    if (!backwards) KeepFed();
+  }
+  return HasSound() ? rest : INFINITE;
+}
+
+// Feeds, pauses on starvation, skips when too far behind.
+void AudioViewer::KeepFed() {
   if (m_nStaged > 0) Feed();
   uint32_t playCursor = 0;
   if (!m_bPlaying || !ReadPlayCursor(playCursor)) return;

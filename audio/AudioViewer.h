@@ -42,7 +42,10 @@ class AudioViewer {
   bool Write(const uint8_t* data, uint32_t size);
   // One pass of the audio thread: feeds, pauses on starvation, skips when too far behind. Looks at the device
   // at most every 10 ms.
-  void Monitor();
+  // Returns how long there is nothing to do after it, ms: INFINITE while there is no sound.
+  uint32_t Monitor();
+  // Sound is on, and some was written that is still to be heard.
+  bool HasSound() const { return m_bEnabled && (m_nStaged > 0 || m_bPlaying); }
   // While playing: silences at once and drops what is queued; sound resumes with new data. Does nothing while
   // the viewer still fills the buffer.
   void Stop();
@@ -57,6 +60,7 @@ class AudioViewer {
     void operator()(uint8_t* memory) const;
   };
 
+  void KeepFed();
   void Feed();
   void Play();
   uint32_t FillDevice(uint32_t bytes);

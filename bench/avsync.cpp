@@ -311,7 +311,7 @@ void Measure(const std::string& path) {
   g_pClock = &clock;
   g_Played = {};
   const auto player = static_cast<uint32_t>(QXSP_CreatePlayer());
-  if (QXSP_OpenFile(player, path.c_str()) != 1 || !clock.WaitForSleepers(1)) Fail("cannot play " + path);
+  if (QXSP_OpenFile(player, path.c_str()) != 1 || !clock.WaitForSleepers(2)) Fail("cannot play " + path);
   static int window;
   const QXSP_RECT rect = {0, 0, 64, 48};
   QXSP_SetVideoPreview(player, &window, &rect, 1);

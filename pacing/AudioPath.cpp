@@ -30,13 +30,8 @@ bool AudioPath::SetPreview(HWND window, bool enable) {
     ScopedLock hold(m_AudioLock);
     set = m_AudioViewer.SetPreview(window, enable);
   }
-  NoteChange();
+  Wake();
   return set;
-}
-
-void AudioPath::NoteChange() {
-  ++m_nChanges;
-  m_nChanges.notify_all();
 }
 
 void AudioPath::StopSound() {
@@ -53,12 +48,17 @@ void AudioPath::PlayAudioFrame(const FrameRecord& frame) {
   if (m_pDecoder == nullptr) return;
   DecodedSound sound;
   if (!m_pDecoder->DecodeFrameAudio(sound, frame.pFrame, frame.dwFrameSize, m_Label.PlayerID())) return;
-  ScopedLock hold(m_AudioLock);
-  m_AudioViewer.Write(sound.pData, sound.dwSize);
+  bool begins = false;
+  {
+    ScopedLock hold(m_AudioLock);
+    const bool wasSilent = !m_AudioViewer.HasSound();
+    m_AudioViewer.Write(sound.pData, sound.dwSize);
+    begins = wasSilent && m_AudioViewer.HasSound();
+  }
+  if (begins) Wake();
 }
 
-bool AudioPath::Monitor() {
+uint32_t AudioPath::Monitor() {
   ScopedLock hold(m_AudioLock);
-  m_AudioViewer.Monitor();
-  return m_AudioViewer.IsEnabled();
+  return m_AudioViewer.Monitor();
 }

@@ -1,7 +1,6 @@
 // A player's sound from the compressed frame to the sound device: decoder and audio viewer.
 #pragma once
 
-#include <atomic>
 #include <cstdint>
 #include <memory>
 
@@ -10,6 +9,7 @@
 #include "pacing/PlayerLabel.h"
 #include "player/FrameRecord.h"
 #include "src/kitc/Lock.h"
+#include "src/kitc/WakeUp.h"
 
 class AudioPath {
  public:
@@ -41,19 +41,17 @@ class AudioPath {
 
   // Video play thread: decodes and writes one frame.
   void PlayAudioFrame(const FrameRecord& frame) EXCLUDES(m_AudioLock);
-  // Audio thread: one pass. False when there is nothing to do until something changes: sound is switched off.
-  bool Monitor() EXCLUDES(m_AudioLock);
-
-  // How the audio thread rests without missing anything: it takes the count of changes, looks, and waits only
-  // while the count is still the same.
-  uint32_t Changes() const { return m_nChanges; }
-  void WaitForChange(uint32_t seen) const { m_nChanges.wait(seen); }
+  // Audio thread: one pass. How long there is nothing to do then, ms, INFINITE until sound is switched on or
+  // written.
+  uint32_t Monitor() EXCLUDES(m_AudioLock);
+  // Audio thread: rests for that long, or until something changes.
+  void Rest(uint32_t milliseconds) { m_WakeUp.Wait(milliseconds); }
   // Wakes the audio thread. Any thread.
-  void NoteChange();
+  void Wake() { m_WakeUp.Set(); }
 
  private:
   const PlayerLabel& m_Label;
-  std::atomic<uint32_t> m_nChanges{0};  // of the preview, and requests to end
+  WakeUp m_WakeUp;  // the audio thread rests on it
 
   // Written while no play thread runs, used by the video play thread.
   std::shared_ptr<Decoder> m_pDecoder;

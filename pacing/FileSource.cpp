@@ -58,6 +58,11 @@ bool FileSource::PlayFrameFromFile() {
   }
 }
 
+uint32_t FileSource::RestMs() const {
+  if (m_PendingFrame.pFrame == nullptr) return 0;
+  return m_Control.DueInMs(m_PendingFrame.llTimeStamp, m_PendingFrame.ftFrameType == QFT_Video);
+}
+
 // True with a frame that is to be played when its time comes.
 bool FileSource::ReadPendingFrame() {
   const std::shared_ptr<MediaFileStream> reader = Reader();

@@ -42,6 +42,8 @@ class FileSource {
   // Video play thread: plays the sound that is due and at most one video frame. False when the file has no
   // more frames.
   bool PlayFrameFromFile() EXCLUDES(m_ReaderLock);
+  // The same thread: how long PlayFrameFromFile has nothing to do, ms, if nobody sets the clock.
+  uint32_t RestMs() const;
 
  private:
   bool ReadPendingFrame() EXCLUDES(m_ReaderLock);

@@ -14,8 +14,10 @@ constexpr int32_t kLiveCapacity = 200;
 
 }  // namespace
 
-FrameBufferPool::FrameBufferPool()
-    : m_dLastKeyFrameTime(kitc_time_ms()), m_dLastVideoFrameTime(m_dLastKeyFrameTime) {}
+FrameBufferPool::FrameBufferPool(WakeUp& playWakeUp)
+    : m_PlayWakeUp(playWakeUp),
+      m_dLastKeyFrameTime(kitc_time_ms()),
+      m_dLastVideoFrameTime(m_dLastKeyFrameTime) {}
 
 void FrameBufferPool::ResetForLive() {
   ScopedLock hold(m_lock);
@@ -56,7 +58,19 @@ void FrameBufferPool::NoteVideoFrame(uint32_t nPlayerID, const FrameRecord& fram
 }
 
 PushResult FrameBufferPool::PushBackFrame(uint32_t nPlayerID, const FrameRecord& frame) {
-  ScopedLock hold(m_lock);
+  bool isNewFront = false;
+  PushResult result = kPushQueued;
+  {
+    ScopedLock hold(m_lock);
+    isNewFront = (frame.ftFrameType == QFT_Video ? m_VideoFrames : m_AudioFrames).empty();
+    result = Queue(nPlayerID, frame);
+  }
+  // A frame behind others changes nothing for the thread: it looks again when their time comes.
+  if (isNewFront && result == kPushQueued) m_PlayWakeUp.Set();
+  return result;
+}
+
+PushResult FrameBufferPool::Queue(uint32_t nPlayerID, const FrameRecord& frame) {
   const bool isVideo = frame.ftFrameType == QFT_Video;
   if (m_bWaitKeyFrame && !(isVideo && frame.bKeyFrame)) {
     kitc_log(kLogDebug, kSource, __LINE__,

@@ -10,6 +10,7 @@
 #include "src/kit_mem/kit_mem.h"
 #include "src/kitc/Lock.h"
 #include "src/kitc/ThrowingAllocator.h"
+#include "src/kitc/WakeUp.h"
 
 // What a push answers; the host gets the number unchanged.
 enum PushResult : int32_t {
@@ -19,11 +20,13 @@ enum PushResult : int32_t {
   kPushNoMemory = 5,
 };
 
-// Every operation holds m_lock for its whole run; under it only the allocator's and the log's locks are
+// Every operation holds m_lock for all of its work; under it only the allocator's and the log's locks are
 // taken.
 class FrameBufferPool {
  public:
-  FrameBufferPool();
+  // Borrowed; outlives this object. The video play thread rests on it, and is woken when there is another
+  // front.
+  explicit FrameBufferPool(WakeUp& playWakeUp);
   FrameBufferPool(const FrameBufferPool&) = delete;
   FrameBufferPool& operator=(const FrameBufferPool&) = delete;
 
@@ -64,9 +67,12 @@ class FrameBufferPool {
   };
   using FrameQueue = std::deque<QueuedFrame, ThrowingAllocator<QueuedFrame>>;
 
+  PushResult Queue(uint32_t nPlayerID, const FrameRecord& frame) REQUIRES(m_lock);
   int32_t VideoCount() const REQUIRES(m_lock) { return static_cast<int32_t>(m_VideoFrames.size()); }
   void NoteVideoFrame(uint32_t nPlayerID, const FrameRecord& frame) REQUIRES(m_lock);
   void Clear() REQUIRES(m_lock);
+
+  WakeUp& m_PlayWakeUp;
 
   Lock m_lock;
   int32_t m_nMaxVideoFrames GUARDED_BY(m_lock) = 0;

@@ -1,5 +1,7 @@
 #include "pacing/FrameControl.h"
 
+#include <algorithm>
+
 #include "src/kitc/Clock.h"
 #include "src/kitc/Log.h"
 
@@ -46,6 +48,7 @@ bool FrameControl::SetFrameControlMode(uint32_t mode) {
   kitc_log(kLogInfo, kSource, __LINE__, "decodeid:%d SetFrameControlMode:0x%x\n", m_Label.PlayerID(), mode);
   if (!IsMode(mode)) return false;
   m_dwMode = mode;
+  m_PlayWakeUp.Set();
   return true;
 }
 
@@ -58,8 +61,11 @@ void FrameControl::Restart(bool live) {
 }
 
 void FrameControl::ResetClock(bool live) {
-  ScopedLock hold(m_lock);
-  Restart(live);
+  {
+    ScopedLock hold(m_lock);
+    Restart(live);
+  }
+  m_PlayWakeUp.Set();
 }
 
 void FrameControl::ResetToDefault() {
@@ -68,15 +74,24 @@ void FrameControl::ResetToDefault() {
 }
 
 void FrameControl::SetSpeed(int32_t divisor, int32_t multiplier) {
-  ScopedLock hold(m_lock);
-  Restart(m_bLive);
-  m_nDivisor = divisor;
-  m_nMultiplier = multiplier;
+  {
+    ScopedLock hold(m_lock);
+    Restart(m_bLive);
+    m_nDivisor = divisor;
+    m_nMultiplier = multiplier;
+  }
+  m_PlayWakeUp.Set();
 }
 
 void FrameControl::SetPause(bool paused) {
   m_bPaused = paused;
   m_llBase = 0;
+  m_PlayWakeUp.Set();
+}
+
+void FrameControl::SetOneShot() {
+  m_bOneShot = true;
+  m_PlayWakeUp.Set();
 }
 
 // Only while the clock is still the one that the decision was made on: a host that clears it in between wins.
@@ -96,6 +111,24 @@ bool FrameControl::IsTimeToPlay(int64_t timestamp, bool isVideo, int64_t buffere
     default:
       return true;
   }
+}
+
+uint32_t FrameControl::DueInMs(int64_t timestamp, bool isVideo) const {
+  if (m_bLive ? m_dwMode == kModeAtOnce : m_bOneShot.load()) return 0;
+  if (!m_bLive && m_bPaused) return INFINITE;
+  const int64_t base = m_llBase;
+  if (base == 0) return 0;
+  if (!isVideo) timestamp = Subtract(timestamp, m_nAVOffset);
+  const int64_t dueAt = Add(base, m_bLive ? timestamp : Scaled(timestamp));
+  const int64_t now = Now();
+  if (dueAt <= now) return 0;
+  const uint64_t left = static_cast<uint64_t>(dueAt) - static_cast<uint64_t>(now);
+  return static_cast<uint32_t>(std::min<uint64_t>(left, INFINITE - 1));
+}
+
+// A timestamp of a file at the speed of play.
+int64_t FrameControl::Scaled(int64_t timestamp) const {
+  return Multiply(timestamp, m_nMultiplier) / m_nDivisor;
 }
 
 bool FrameControl::IsDueLive(int64_t timestamp, int64_t bufferedTime, bool overFilled, int64_t targetMs) {
@@ -128,7 +161,7 @@ bool FrameControl::IsDueInFile(int64_t timestamp, bool isVideo) {
     return true;
   }
   if (m_bPaused) return false;
-  const int64_t scaled = Multiply(timestamp, m_nMultiplier) / m_nDivisor;
+  const int64_t scaled = Scaled(timestamp);
   const int64_t now = Now();
   int64_t base = m_llBase;
   if (base == 0) {

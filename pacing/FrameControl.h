@@ -6,6 +6,7 @@
 
 #include "pacing/PlayerLabel.h"
 #include "src/kitc/Lock.h"
+#include "src/kitc/WakeUp.h"
 
 // Frame-control modes of live playback: the high nibble is the rule, the low one its parameter.
 enum FrameControlMode : uint32_t {
@@ -14,11 +15,12 @@ enum FrameControlMode : uint32_t {
   kModeCatchUp = 0x30,   // paced, and the clock runs ahead only while the queue is over three quarters full
 };
 
-// IsTimeToPlay runs on the video play thread alone; everything else on any thread. A setter takes effect at
-// the next decision.
+// IsTimeToPlay and DueInMs run on the video play thread alone; everything else on any thread. A setter takes
+// effect at the next decision, and wakes the thread that makes it.
 class FrameControl {
  public:
-  explicit FrameControl(const PlayerLabel& label) : m_Label(label) {}
+  // Both borrowed; they outlive this object. The video play thread rests on playWakeUp.
+  FrameControl(const PlayerLabel& label, WakeUp& playWakeUp) : m_Label(label), m_PlayWakeUp(playWakeUp) {}
   FrameControl(const FrameControl&) = delete;
   FrameControl& operator=(const FrameControl&) = delete;
 
@@ -34,7 +36,7 @@ class FrameControl {
   void SetSpeed(int32_t divisor, int32_t multiplier) EXCLUDES(m_lock);
   void SetPause(bool paused);
   // The next video frame of a file is due whatever the clock says.
-  void SetOneShot() { m_bOneShot = true; }
+  void SetOneShot();
   // Subtracted from audio timestamps, ms.
   void SetAVOffset(int32_t milliseconds) { m_nAVOffset = milliseconds; }
   int32_t AVOffset() const { return m_nAVOffset; }
@@ -43,14 +45,19 @@ class FrameControl {
   // timestamp, bufferedTime: ms. The first frame after a reset, a pause or a change of speed is due at once
   // and sets the clock.
   bool IsTimeToPlay(int64_t timestamp, bool isVideo, int64_t bufferedTime, bool overFilled);
+  // How long the answer for this frame stays no, ms, if no setter is called: 0 when it may be yes already,
+  // INFINITE in a pause. Changes nothing.
+  uint32_t DueInMs(int64_t timestamp, bool isVideo) const;
 
  private:
+  int64_t Scaled(int64_t timestamp) const;
   bool IsDueLive(int64_t timestamp, int64_t bufferedTime, bool overFilled, int64_t targetMs);
   bool IsDueInFile(int64_t timestamp, bool isVideo);
   void NudgeClock(int64_t from, int64_t by);
   void Restart(bool live) REQUIRES(m_lock);
 
   const PlayerLabel& m_Label;
+  WakeUp& m_PlayWakeUp;
 
   // Serialises the resets; the fields are atomics because the play thread reads them without it.
   Lock m_lock;

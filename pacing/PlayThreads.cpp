@@ -1,5 +1,7 @@
 #include "pacing/PlayThreads.h"
 
+#include <algorithm>
+
 #include "api/Notification.h"
 #include "src/kitc/Clock.h"
 #include "src/kitc/Log.h"
@@ -25,7 +27,8 @@ bool PlayThreads::Start(Source source) {
 void PlayThreads::Stop() {
   m_bRunning = false;
   m_File.Interrupt();
-  m_Audio.NoteChange();
+  m_PlayWakeUp.Set();
+  m_Audio.Wake();
   m_PlayThread.Wait();
   m_PlayThread.Close();
   m_AudioThread.Wait();
@@ -38,6 +41,11 @@ void PlayThreads::ResetStatistics() {
   m_dLastTimingLog = kitc_time_ms();
 }
 
+void PlayThreads::RequestRefresh() {
+  m_bRefresh = true;
+  m_PlayWakeUp.Set();
+}
+
 void PlayThreads::VideoLoop() {
   m_bRefresh = false;
   bool ended = false;
@@ -47,7 +55,7 @@ void PlayThreads::VideoLoop() {
     } catch (...) {
       // Out of memory for a moment: the frame is still there, the next pass tries again.
     }
-    if (!ended) Sleep(kPassMs);
+    if (!ended) Rest();
   }
   m_Audio.StopSound();
   // Stopping interrupts the file, which then looks as if it had ended.
@@ -55,17 +63,8 @@ void PlayThreads::VideoLoop() {
 }
 
 void PlayThreads::AudioLoop() {
-  while (true) {
-    const uint32_t seen = m_Audio.Changes();
-    if (!m_bRunning) break;
-    // Most cameras are watched in silence: a thread with nothing to feed must not wake a thousand times a
-    // second.
-    if (m_Audio.Monitor()) {
-      Sleep(kPassMs);
-    } else {
-      m_Audio.WaitForChange(seen);
-    }
-  }
+  while (m_bRunning)
+    m_Audio.Rest(m_Audio.Monitor());
 }
 
 // False when the source has ended.
@@ -76,6 +75,27 @@ bool PlayThreads::VideoPass() {
   if (m_Source == Source::kFile) return m_File.PlayFrameFromFile();
   PlayFrameFromPool();
   return true;
+}
+
+// Between two passes: at least a millisecond, so that no backlog takes the processor from the other players.
+void PlayThreads::Rest() {
+  const double passed = kitc_time_ms();
+  m_PlayWakeUp.Wait(RestMs(passed));
+  if (kitc_time_ms() - passed < kPassMs) Sleep(kPassMs);
+}
+
+// How long a pass would find nothing to do. Whoever changes that meanwhile wakes the thread.
+uint32_t PlayThreads::RestMs(double now) {
+  uint32_t rest = INFINITE;
+  FrameRecord front;
+  if (m_Source == Source::kFile) {
+    rest = m_File.RestMs();
+  } else if (m_Pool.GetFrontFrame(front)) {
+    rest = m_Control.DueInMs(front.llTimeStamp, front.ftFrameType == QFT_Video);
+  }
+  // The timing line is due when more than its period has passed.
+  const double untilLog = std::clamp(m_dLastTimingLog + kTimingPeriodMs - now, 0.0, kTimingPeriodMs);
+  return std::clamp<uint32_t>(rest, kPassMs, static_cast<uint32_t>(untilLog) + 1);
 }
 
 void PlayThreads::PlayFrameFromPool() {

@@ -12,15 +12,24 @@
 #include "pacing/PlayerLabel.h"
 #include "pacing/VideoPath.h"
 #include "src/kitc/Thread.h"
+#include "src/kitc/WakeUp.h"
 
-// Start, Stop and ResetStatistics are the owner's, one at a time; the threads themselves never take a lock
-// that the owner holds meanwhile.
+// A thread sleeps until something can be due: hundreds of players share a machine, and most of what is asked
+// every millisecond is answered with no. Start, Stop and ResetStatistics are the owner's, one at a time; the
+// threads themselves never take a lock that the owner holds meanwhile.
 class PlayThreads {
  public:
   // All borrowed; they outlive this object.
-  PlayThreads(const PlayerLabel& label, FrameBufferPool& pool, FileSource& file, FrameControl& control,
-              VideoPath& video, AudioPath& audio)
-      : m_Label(label), m_Pool(pool), m_File(file), m_Control(control), m_Video(video), m_Audio(audio) {}
+  // playWakeUp is what the pool and the clock wake the video play thread through.
+  PlayThreads(const PlayerLabel& label, WakeUp& playWakeUp, FrameBufferPool& pool, FileSource& file,
+              FrameControl& control, VideoPath& video, AudioPath& audio)
+      : m_Label(label),
+        m_PlayWakeUp(playWakeUp),
+        m_Pool(pool),
+        m_File(file),
+        m_Control(control),
+        m_Video(video),
+        m_Audio(audio) {}
   PlayThreads(const PlayThreads&) = delete;
   PlayThreads& operator=(const PlayThreads&) = delete;
 
@@ -33,7 +42,7 @@ class PlayThreads {
   // Clears the timing statistics and begins their period now. Only while no thread runs.
   void ResetStatistics();
   // Presents the last picture again at the next pass. Any thread.
-  void RequestRefresh() { m_bRefresh = true; }
+  void RequestRefresh();
   // Of the video play thread, for log lines; 0 when it does not run.
   unsigned ThreadId() const { return m_PlayThread.Id(); }
 
@@ -41,10 +50,13 @@ class PlayThreads {
   void VideoLoop();
   void AudioLoop();
   bool VideoPass();
+  void Rest();
+  uint32_t RestMs(double now);
   void PlayFrameFromPool();
   void LogTimings(double now);
 
   const PlayerLabel& m_Label;
+  WakeUp& m_PlayWakeUp;
   FrameBufferPool& m_Pool;
   FileSource& m_File;
   FrameControl& m_Control;

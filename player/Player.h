@@ -101,8 +101,9 @@ class Player {
 
   // Safe from any thread by themselves.
   PlayerLabel m_Label;
-  FrameBufferPool m_FrameBufferPool;
-  FrameControl m_FrameControl{m_Label};
+  WakeUp m_PlayWakeUp;  // the video play thread rests on it
+  FrameBufferPool m_FrameBufferPool{m_PlayWakeUp};
+  FrameControl m_FrameControl{m_Label, m_PlayWakeUp};
   VideoPath m_Video{m_Label};
   AudioPath m_Audio{m_Label};
   FileSource m_File{m_FrameControl, m_Video, m_Audio};
@@ -113,7 +114,8 @@ class Player {
   bool m_bWaitFirstKeyFrame GUARDED_BY(m_PlayerLock) = true;
   FrameTimeStamp m_TimeStampGen GUARDED_BY(m_PlayerLock);
   // Started and stopped under m_PlayerLock.
-  PlayThreads m_PlayThreads{m_Label, m_FrameBufferPool, m_File, m_FrameControl, m_Video, m_Audio};
+  PlayThreads m_PlayThreads{m_Label, m_PlayWakeUp, m_FrameBufferPool, m_File, m_FrameControl,
+                            m_Video, m_Audio};
 
   // A leaf, so that callbacks may ask for the header. The headers outlive their source.
   Lock m_HeaderLock ACQUIRED_AFTER(m_PlayerLock);

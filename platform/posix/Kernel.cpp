@@ -26,6 +26,11 @@ int64_t MonotonicNs() {
   return now.tv_sec * kNsPerSecond + now.tv_nsec;
 }
 
+timespec MonotonicTimeIn(uint32_t milliseconds) {
+  const int64_t ns = MonotonicNs() + milliseconds * kNsPerMs;
+  return {.tv_sec = static_cast<time_t>(ns / kNsPerSecond), .tv_nsec = static_cast<long>(ns % kNsPerSecond)};
+}
+
 // Never destroyed: static destructors still read the clock and log while the process ends.
 union RealSystem {
   constexpr RealSystem() : seam() {}
@@ -84,13 +89,22 @@ void KernelSeam::Sleep(uint32_t milliseconds) {
     return;
   }
   do {
-    const int64_t wakeNs = MonotonicNs() + milliseconds * kNsPerMs;
-    const timespec wake{.tv_sec = static_cast<time_t>(wakeNs / kNsPerSecond),
-                        .tv_nsec = static_cast<long>(wakeNs % kNsPerSecond)};
+    const timespec wake = MonotonicTimeIn(milliseconds);
     // An absolute time, so that a signal does not lengthen the sleep.
     while (clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &wake, nullptr) == EINTR) {
     }
   } while (milliseconds == INFINITE);
+}
+
+bool KernelSeam::SleepOnCondition(CONDITION_VARIABLE& condition, CRITICAL_SECTION& section,
+                                  uint32_t milliseconds) {
+  if (milliseconds == INFINITE) return pthread_cond_wait(&condition.condition, &section.mutex) == 0;
+  const timespec wake = MonotonicTimeIn(milliseconds);
+  return pthread_cond_timedwait(&condition.condition, &section.mutex, &wake) == 0;
+}
+
+void KernelSeam::WakeCondition(CONDITION_VARIABLE& condition) {
+  pthread_cond_signal(&condition.condition);
 }
 
 void* KernelSeam::Allocate(size_t bytes) {

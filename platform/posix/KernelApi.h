@@ -50,6 +50,16 @@ void EnterCriticalSection(CRITICAL_SECTION* section);
 void LeaveCriticalSection(CRITICAL_SECTION* section);
 void DeleteCriticalSection(CRITICAL_SECTION* section);
 
+struct CONDITION_VARIABLE {
+  pthread_cond_t condition;
+};
+void InitializeConditionVariable(CONDITION_VARIABLE* condition);
+// Leaves the section, which the caller has entered once, rests until the condition is woken or the time is
+// over, and enters it again. FALSE with ETIMEDOUT when the time was over. May wake for no reason.
+BOOL SleepConditionVariableCS(CONDITION_VARIABLE* condition, CRITICAL_SECTION* section, DWORD timeoutMs);
+// Ends the rest of one thread, when one rests.
+void WakeConditionVariable(CONDITION_VARIABLE* condition);
+
 // Starts a thread with `stackBytes` of stack. Returns its handle, or 0 with errno set. Flags and security are
 // ignored. The thread takes none of the signals that are sent to the process: those are the host's.
 uintptr_t _beginthreadex(void* security, unsigned stackBytes, unsigned(__stdcall* start)(void*),

@@ -15,6 +15,10 @@ class KernelSeam {
   virtual int64_t PerformanceCounter();  // 10 MHz
   virtual void LocalTime(SYSTEMTIME* now);
   virtual void Sleep(uint32_t milliseconds);
+  // As SleepConditionVariableCS and WakeConditionVariable.
+  virtual bool SleepOnCondition(CONDITION_VARIABLE& condition, CRITICAL_SECTION& section,
+                                uint32_t milliseconds);
+  virtual void WakeCondition(CONDITION_VARIABLE& condition);
   virtual void* Allocate(size_t bytes);  // null when memory is exhausted
   virtual void Free(void* memory);       // what Allocate() or malloc() gave; null does nothing
   virtual bool StartThreads();           // false: _beginthreadex fails

@@ -102,6 +102,24 @@ void DeleteCriticalSection(CRITICAL_SECTION* section) {
   pthread_mutex_destroy(&section->mutex);
 }
 
+void InitializeConditionVariable(CONDITION_VARIABLE* condition) {
+  pthread_condattr_t attributes;
+  pthread_condattr_init(&attributes);
+  pthread_condattr_setclock(&attributes, CLOCK_MONOTONIC);  // a rest is as long when somebody sets the date
+  pthread_cond_init(&condition->condition, &attributes);
+  pthread_condattr_destroy(&attributes);
+}
+
+BOOL SleepConditionVariableCS(CONDITION_VARIABLE* condition, CRITICAL_SECTION* section, DWORD timeoutMs) {
+  if (platform::CurrentKernelSeam().SleepOnCondition(*condition, *section, timeoutMs)) return TRUE;
+  errno = ETIMEDOUT;
+  return FALSE;
+}
+
+void WakeConditionVariable(CONDITION_VARIABLE* condition) {
+  platform::CurrentKernelSeam().WakeCondition(*condition);
+}
+
 uintptr_t _beginthreadex(void*, unsigned stackBytes, unsigned (*start)(void*), void* argument, unsigned,
                          unsigned* threadId) {
   if (!platform::CurrentKernelSeam().StartThreads()) {

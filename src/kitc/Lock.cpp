@@ -27,6 +27,10 @@ Lock::Lock() : m_pSection(kitc_lock_create()) {
   m_pSection = &m_Reserve;
 }
 
+Lock::Lock(Immortal) : m_pSection(&m_Reserve) {
+  InitializeCriticalSection(&m_Reserve);
+}
+
 Lock::~Lock() {
   if (m_pSection == &m_Reserve) {
     DeleteCriticalSection(&m_Reserve);

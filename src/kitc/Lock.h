@@ -14,7 +14,11 @@ void kitc_lock_destroy(CRITICAL_SECTION* section);
 // inside the object is used.
 class CAPABILITY("mutex") Lock {
  public:
+  // For a lock that is never destroyed: no block of the allocator, which would count as forgotten.
+  enum Immortal { kImmortal };
+
   Lock();
+  explicit Lock(Immortal);
   ~Lock();
   Lock(const Lock&) = delete;
   Lock& operator=(const Lock&) = delete;

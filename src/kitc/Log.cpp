@@ -20,7 +20,7 @@ constexpr size_t kDirectoryBytes = 1024;
 constexpr size_t kFileNameBytes = kDirectoryBytes + 32;  // the directory and "/2024-03-07.txt"
 
 struct LogState {
-  Lock m_Lock;
+  Lock m_Lock{Lock::kImmortal};
   int32_t m_nFileLevel GUARDED_BY(m_Lock) = kLogNone;
   int32_t m_nStdOutLevel GUARDED_BY(m_Lock) = kLogAll;
   char m_szLogDir[kDirectoryBytes] GUARDED_BY(m_Lock) = {};

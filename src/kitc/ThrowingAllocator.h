@@ -15,6 +15,7 @@ struct ThrowingAllocator {
   template <typename Other>
   ThrowingAllocator(const ThrowingAllocator<Other>&) {}
   T* allocate(size_t count) {
+    static_assert(alignof(T) <= __STDCPP_DEFAULT_NEW_ALIGNMENT__);  // more than `new` gives
     constexpr size_t kBytes = sizeof(T);  // NOLINT(bugprone-sizeof-expression): of a pointer, where T is one
     void* const memory =
         count <= static_cast<size_t>(-1) / kBytes ? ::operator new(count* kBytes, std::nothrow) : nullptr;

@@ -20,6 +20,11 @@ class RacingClock : public TestSeam {
   ~RacingClock() override { Remove(); }
   uint32_t TimeMs() override { return nNowMs; }
   void Sleep(uint32_t milliseconds) override { nNowMs += milliseconds; }
+  bool SleepOnCondition(CONDITION_VARIABLE& condition, CRITICAL_SECTION& section, uint32_t ms) override {
+    if (ms == INFINITE) return TestSeam::SleepOnCondition(condition, section, ms);
+    nNowMs += ms;
+    return false;
+  }
   intptr_t ReadFile(int descriptor, void* buffer, size_t bytes) override {
     if (nReadsLeft-- > 0) return TestSeam::ReadFile(descriptor, buffer, bytes);
     errno = EIO;

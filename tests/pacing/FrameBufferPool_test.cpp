@@ -35,7 +35,8 @@ class FrameBufferPoolTest : public testing::Test {
   }
 
   ManualClock clock;
-  FrameBufferPool pool;
+  WakeUp wakeUp;
+  FrameBufferPool pool{wakeUp};
 };
 
 }  // namespace

@@ -30,7 +30,8 @@ class FrameControlTest : public testing::Test, public platform::KernelSeam {
 
   uint32_t now = 100000;
   PlayerLabel label;
-  FrameControl control{label};
+  WakeUp wakeUp;
+  FrameControl control{label, wakeUp};
 };
 
 }  // namespace

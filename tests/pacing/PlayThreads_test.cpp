@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 
 #include <array>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -17,7 +18,7 @@ using testing::Not;
 
 namespace {
 
-constexpr size_t kPlayThreads = 1;  // that sleep: the audio thread rests while sound is off
+constexpr size_t kPlayThreads = 2;
 
 // What the picture callback saw: the first luma byte of each presented picture. The test reads while the play
 // thread sleeps.
@@ -96,12 +97,13 @@ class PlayThreadsTest : public testing::Test {
 
   ManualClock clock;
   PlayerLabel label;
-  FrameBufferPool pool;
-  FrameControl control{label};
+  WakeUp wakeUp;
+  FrameBufferPool pool{wakeUp};
+  FrameControl control{label, wakeUp};
   VideoPath video{label};
   AudioPath audio{label};
   FileSource file{control, video, audio};
-  PlayThreads threads{label, pool, file, control, video, audio};
+  PlayThreads threads{label, wakeUp, pool, file, control, video, audio};
 };
 
 }  // namespace
@@ -125,6 +127,44 @@ TEST_F(PlayThreadsTest, OneFrameAPassOnceItIsDue) {
   Pass();
   EXPECT_THAT(g_Shown, ElementsAre(1, 2, 3, 4));
   EXPECT_EQ(pool.GetVideoFrameCount(), 0);
+}
+
+TEST_F(PlayThreadsTest, SleepsUntilSomethingCanBeDue) {
+  control.SetFrameControlMode(kModeCatchUp);
+  const uint64_t started = clock.NowMs();
+  Start();
+  Pass();
+  EXPECT_EQ(clock.NextWakeMs(), started + 1001);  // for the timing line
+  Push(1, 5000);
+  Pass();
+  EXPECT_THAT(g_Shown, ElementsAre(1));
+  Push(2, 5040);
+  Pass();
+  EXPECT_EQ(clock.NextWakeMs(), started + 2 + 40);
+  ASSERT_TRUE(clock.Step(40, kPlayThreads));
+
+  // Whatever can make the next frame due sooner wakes the thread.
+  const std::function<void()> changes[] = {
+      [&] { control.SetFrameControlMode(kModeAtOnce); },
+      [&] { control.SetPause(false); },
+      [&] { control.SetSpeed(1, 1); },
+      [&] { control.ResetClock(true); },
+      [&] { pool.ClearFrames(), Push(3, 0); },
+      [&] { threads.RequestRefresh(); },
+  };
+  int64_t farOff = 1'000'000;
+  for (const auto& change : changes) {
+    control.SetFrameControlMode(kModeCatchUp);
+    Pass();
+    const size_t shown = g_Shown.size();
+    Push(2, farOff);
+    farOff *= 2;
+    Pass();
+    EXPECT_EQ(g_Shown.size(), shown);
+    change();
+    Pass();
+    EXPECT_EQ(g_Shown.size(), shown + 1) << &change - changes;
+  }
 }
 
 TEST_F(PlayThreadsTest, TheTimingLineOnceASecond) {

@@ -170,7 +170,7 @@ TEST_P(Tone, IsHeardAsItWentIn) {
     OpenStream(source);
   }
   // What a file's first pass reads is heard or not, as the host is quick or slow: here it is not.
-  ASSERT_TRUE(m_Clock.WaitForSleepers(1));
+  ASSERT_TRUE(m_Clock.WaitForSleepers(2));
   ASSERT_EQ(QXSP_SetAudioPreview(m_nPlayer, this, 1), 1);
   ASSERT_TRUE(m_Clock.WaitForSleepers(2));
   const std::vector<std::string> frames = isFile ? std::vector<std::string>() : Frames(source);

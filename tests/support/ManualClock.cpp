@@ -1,5 +1,6 @@
 #include "tests/support/ManualClock.h"
 
+#include <algorithm>
 #include <chrono>
 
 namespace {
@@ -37,7 +38,16 @@ bool ManualClock::WaitForSleepers(size_t threads) {
   return m_Sleepers.size() >= threads;
 }
 
+uint64_t ManualClock::NextWakeMs() const {
+  const std::lock_guard lock(m_Mutex);
+  uint64_t next = UINT64_MAX;
+  for (const Sleeper* sleeper : m_Sleepers)
+    next = std::min(next, sleeper->llWakeMs);
+  return next;
+}
+
 bool ManualClock::Step(uint64_t ms, size_t threads) {
+  if (!WaitForSleepers(threads)) return false;
   for (; ms > 0; --ms) {
     Advance(1);
     if (!WaitForSleepers(threads)) return false;
@@ -66,7 +76,39 @@ void ManualClock::Sleep(uint32_t milliseconds) {
     KernelSeam::Sleep(0);
     return;
   }
-  Sleeper self{.llWakeMs = milliseconds == INFINITE ? UINT64_MAX : m_llNowMs + milliseconds, .bAsleep = true};
+  Sleeper self;
+  SleepUntilWoken(lock, self, milliseconds);
+}
+
+bool ManualClock::SleepOnCondition(CONDITION_VARIABLE& condition, CRITICAL_SECTION& section,
+                                   uint32_t milliseconds) {
+  Sleeper self{.pCondition = &condition};
+  {
+    std::unique_lock lock(m_Mutex);
+    LeaveCriticalSection(&section);  // who wakes it from here on must wait for m_Mutex first
+    if (m_bReleased) {
+      lock.unlock();
+      KernelSeam::Sleep(0);
+    } else {
+      SleepUntilWoken(lock, self, milliseconds);
+    }
+  }
+  EnterCriticalSection(&section);
+  return self.bWoken;
+}
+
+void ManualClock::WakeCondition(CONDITION_VARIABLE& condition) {
+  const std::lock_guard lock(m_Mutex);
+  const auto sleeper = std::ranges::find(m_Sleepers, &condition, &Sleeper::pCondition);
+  if (sleeper == m_Sleepers.end()) return;
+  (*sleeper)->bAsleep = false;
+  (*sleeper)->bWoken = true;
+  m_Sleepers.erase(sleeper);
+  m_Woken.notify_all();
+}
+
+void ManualClock::SleepUntilWoken(std::unique_lock<std::mutex>& lock, Sleeper& self, uint32_t milliseconds) {
+  self.llWakeMs = milliseconds == INFINITE ? UINT64_MAX : m_llNowMs + milliseconds;
   m_Sleepers.push_back(&self);
   m_FellAsleep.notify_all();
   m_Woken.wait(lock, [&self] { return !self.bAsleep; });

@@ -9,9 +9,9 @@
 
 #include "tests/support/TestSeam.h"
 
-// Stands behind timeGetTime, QueryPerformanceCounter and Sleep (and so behind kitc_tick64, kitc_time_ms)
-// while it lives. Also collects the debugger's text and fails on demand, see TestSeam. Local time stays the
-// real one.
+// Stands behind timeGetTime, QueryPerformanceCounter, Sleep and condition variables (and so behind
+// kitc_tick64, kitc_time_ms, WakeUp) while it lives. Also collects the debugger's text and fails on demand,
+// see TestSeam. Local time stays the real one.
 //
 // A thread that calls Sleep(ms) sleeps until the test has moved the time by at least ms; Sleep(0) just
 // yields. The test's own thread must not sleep: nobody would wake it.
@@ -39,7 +39,11 @@ class ManualClock : public TestSeam {
   // time, or after Release().
   [[nodiscard]] bool WaitForSleepers(size_t threads);
 
-  // `ms` times: moves the time by one millisecond and waits until `threads` threads are asleep (again).
+  // When the first of the sleepers wakes by itself, UINT64_MAX when none does.
+  uint64_t NextWakeMs() const;
+
+  // Waits until `threads` threads are asleep; then, `ms` times, moves the time by one millisecond and waits
+  // until they are asleep again.
   [[nodiscard]] bool Step(uint64_t ms, size_t threads);
 
   // Wakes all sleepers and makes every further Sleep a yield, for good. Call it before joining threads that
@@ -49,12 +53,18 @@ class ManualClock : public TestSeam {
   uint32_t TimeMs() override { return static_cast<uint32_t>(NowMs()); }
   int64_t PerformanceCounter() override;
   void Sleep(uint32_t milliseconds) override;
+  bool SleepOnCondition(CONDITION_VARIABLE& condition, CRITICAL_SECTION& section,
+                        uint32_t milliseconds) override;
+  void WakeCondition(CONDITION_VARIABLE& condition) override;
 
  private:
   struct Sleeper {
-    uint64_t llWakeMs;
-    bool bAsleep;
+    uint64_t llWakeMs = 0;
+    const CONDITION_VARIABLE* pCondition = nullptr;  // what else may wake it
+    bool bAsleep = true;
+    bool bWoken = false;  // by the condition
   };
+  void SleepUntilWoken(std::unique_lock<std::mutex>& lock, Sleeper& self, uint32_t milliseconds);
 
   mutable std::mutex m_Mutex;  // guards all of the following
   std::condition_variable m_Woken;
