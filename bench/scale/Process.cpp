@@ -65,10 +65,12 @@ void PrintLimited(const char* what, double value, const char* unit, double limit
               value <= limit ? "ok" : "missed");
 }
 
-bool RunSelf(const std::vector<std::string>& arguments, const std::string& program) {
-  const std::string path =
-      program.empty() ? std::filesystem::read_symlink("/proc/self/exe").string() : program;
-  std::vector<char*> values = {const_cast<char*>(path.c_str())};
+std::string ProgramPath() {
+  return std::filesystem::read_symlink("/proc/self/exe").string();
+}
+
+bool RunProgram(const std::string& program, const std::vector<std::string>& arguments) {
+  std::vector<char*> values = {const_cast<char*>(program.c_str())};
   for (const std::string& argument : arguments)
     values.push_back(const_cast<char*>(argument.c_str()));
   values.push_back(nullptr);
