@@ -6,6 +6,7 @@ extern "C" {
 
 #include <algorithm>
 #include <new>
+#include <utility>
 
 #include "codecs/av/PixelFormat.h"
 #include "codecs/av/Silence.h"
@@ -58,22 +59,28 @@ void VideoCodec::ScalerFree::operator()(SwsContext* scaler) const {
 std::unique_ptr<VideoCodec> VideoCodec::Create(AVCodecID codecId) {
   const AVCodec* codec = avcodec_find_decoder(codecId);
   if (codec == nullptr) return nullptr;
-  std::unique_ptr<VideoCodec> self(new (std::nothrow) VideoCodec);
+  std::unique_ptr<VideoCodec> self(new (std::nothrow) VideoCodec(codec));
   if (self == nullptr) return nullptr;
-  self->m_pContext.reset(avcodec_alloc_context3(codec));
   self->m_pFrame.reset(av_frame_alloc());
   self->m_pNext.reset(av_frame_alloc());
   self->m_pConverted.reset(av_frame_alloc());
-  if (!self->m_Input.Create() || !self->m_pContext || !self->m_pFrame || !self->m_pNext ||
-      !self->m_pConverted)
-    return nullptr;
-  AVCodecContext& context = *self->m_pContext;
+  if (!self->m_Input.Create() || !self->m_pFrame || !self->m_pNext || !self->m_pConverted) return nullptr;
+  return self;
+}
+
+// False when memory is exhausted; the next frame tries again.
+bool VideoCodec::Open() {
+  if (m_pContext) return true;
+  AvContext opening(avcodec_alloc_context3(m_pCodec));
+  if (!opening) return false;
+  AVCodecContext& context = *opening;
   context.thread_count = 1;
   context.flags |= AV_CODEC_FLAG_LOW_DELAY;
   context.log_level_offset = kLogSilence;
   context.get_buffer2 = GetBuffer;
-  if (avcodec_open2(&context, codec, nullptr) < 0) return nullptr;
-  return self;
+  if (avcodec_open2(&context, m_pCodec, nullptr) < 0) return false;
+  m_pContext = std::move(opening);
+  return true;
 }
 
 VideoCodec::Result VideoCodec::Decode(const uint8_t* data, uint32_t size, VideoPlanes& planes) {
@@ -82,7 +89,7 @@ VideoCodec::Result VideoCodec::Decode(const uint8_t* data, uint32_t size, VideoP
     m_bDraining = false;
     m_bWaitForKeyFrame = true;
   }
-  if (!m_Input.Fill(data, size)) return Result::kFailed;
+  if (!Open() || !m_Input.Fill(data, size)) return Result::kFailed;
   bool accepted = avcodec_send_packet(m_pContext.get(), m_Input.Packet()) >= 0;
   if (!accepted && BeginsWithParameterSet(m_pContext->codec_id, data, size)) {
     // A film that was moved back may repeat a picture that the decoder still has, which H.265 forbids:
@@ -97,6 +104,7 @@ VideoCodec::Result VideoCodec::Decode(const uint8_t* data, uint32_t size, VideoP
 }
 
 VideoCodec::Result VideoCodec::Drain(VideoPlanes& planes) {
+  if (!m_pContext) return Result::kNoPicture;
   if (!m_bDraining) {
     avcodec_send_packet(m_pContext.get(), nullptr);
     m_bDraining = true;

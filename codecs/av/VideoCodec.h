@@ -24,7 +24,8 @@ class VideoCodec {
  public:
   enum class Result { kPicture, kNoPicture, kFailed };
 
-  // Null when the codec is missing or memory is exhausted.
+  // Null when the codec is missing or memory is exhausted. libavcodec's own decoder, 800 KiB before its first
+  // frame, is opened by that frame: most of a wall's cameras may be silent.
   static std::unique_ptr<VideoCodec> Create(AVCodecID codecId);
 
   // Decodes one access unit. kFailed: it was unusable and completed no picture; later ones may still be
@@ -38,13 +39,15 @@ class VideoCodec {
     void operator()(SwsContext* scaler) const;
   };
 
-  VideoCodec() = default;
+  explicit VideoCodec(const AVCodec* codec) : m_pCodec(codec) {}
+  bool Open();
   bool ReceiveNewest();
   bool ReceiveNext();
   Result Deliver(VideoPlanes& planes);
   const AVFrame* Convert();
 
-  AvContext m_pContext;
+  const AVCodec* const m_pCodec;
+  AvContext m_pContext;  // null before the first frame
   PaddedInput m_Input;
   AvFrame m_pFrame;  // the picture handed out, in the codec's memory
   AvFrame m_pNext;
