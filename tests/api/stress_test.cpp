@@ -1,6 +1,8 @@
 // Many host threads at once: frames pushed while others open streams and files, close, move, seek, pause,
 // stop, reset and release. Made to run under the thread sanitizer.
+#include <array>
 #include <atomic>
+#include <barrier>
 #include <random>
 #include <string>
 #include <thread>
@@ -153,4 +155,39 @@ TEST_F(Stress, ManyPlayersAtOnceAndAgain) {
     for (uint32_t player = 0; player < kMany; ++player)
       ASSERT_EQ(QXSP_ReleasePlayer(player), 1);
   }
+}
+
+TEST_F(Stress, IdentifiersChangeHandsWhileAllAreInUse) {
+  constexpr size_t kHosts = 4;
+  constexpr size_t kEach = 16;
+  for (size_t i = kHosts * kEach; i < QXSP_MAX_PLAYERS; ++i)
+    ASSERT_NE(QXSP_CreatePlayer(), QXSP_NO_PLAYER);
+  std::array<std::atomic<bool>, QXSP_MAX_PLAYERS> taken{};
+  std::array<std::vector<uint32_t>, kHosts> players;  // change hands between two steps
+  std::barrier<> step(kHosts);
+  const auto open = [&] {
+    const uint32_t player = OpenPlayer();
+    EXPECT_FALSE(taken.at(player).exchange(true)) << player << " is handed out twice";
+    EXPECT_EQ(PushKey(player), QXSP_WRITE_QUEUED);
+    return player;
+  };
+  std::vector<std::thread> threads;
+  for (size_t host = 0; host < kHosts; ++host) {
+    threads.emplace_back([&, host] {
+      for (size_t i = 0; i < kEach; ++i)
+        players[host].push_back(open());
+      step.arrive_and_wait();
+      EXPECT_EQ(QXSP_CreatePlayer(), QXSP_NO_PLAYER);
+      step.arrive_and_wait();
+      for (uint32_t& player : players[(host + 1) % kHosts]) {
+        taken.at(player) = false;
+        EXPECT_EQ(QXSP_ReleasePlayer(player), 1);
+        player = open();
+      }
+    });
+  }
+  for (std::thread& thread : threads)
+    thread.join();
+  EXPECT_TRUE(WaitForPictures(kHosts * kEach));
+  EXPECT_EQ(QXSP_CreatePlayer(), QXSP_NO_PLAYER);
 }
