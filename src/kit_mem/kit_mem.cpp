@@ -2,6 +2,7 @@
 #include "src/kit_mem/kit_mem.h"
 
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
 #include "platform/Kernel.h"
@@ -118,4 +119,13 @@ void mck_print_statistics() noexcept {
                   page_list::kAllocatingNames[live[i].nFamily]);
     PlatformWriteStandardOutput(line);
   }
+}
+
+void mck_abort_unless_clean() noexcept {
+  mck_statistics statistics;
+  mck_get_statistics(&statistics);
+  const uint64_t faults = statistics.ullFailedVerifications + statistics.ullFamilyMismatches;
+  if (statistics.library.ullBlocks == 0 && faults == 0) return;
+  mck_print_statistics();
+  std::abort();
 }

@@ -61,3 +61,6 @@ struct mck_statistics {
 void mck_get_statistics(mck_statistics* statistics) noexcept;
 // The same on standard output, with the newest live blocks one by one.
 void mck_print_statistics() noexcept;
+// For the end of a program or of the loaded library, when everything should have been released: prints the
+// statistics and aborts the process when a block is still live, or when a release was refused or reported.
+void mck_abort_unless_clean() noexcept;

@@ -1,8 +1,10 @@
 // A host with a new and delete of its own beside the library's: no block passes from one side to the other,
 // and what the library makes is not the host's.
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <atomic>
+#include <csignal>
 #include <cstdlib>
 #include <new>
 #include <string>
@@ -75,4 +77,19 @@ TEST(Allocation, HostAndLibraryKeepTheirBlocksApart) {
   }
   QXSP_ReleaseSDK();
   EXPECT_EQ(g_nForeign, 0);
+}
+
+TEST(AllocationDeathTest, WhatAHostKeepsIsToldAtTheEnd) {
+  const TempDir dir;
+  const std::string file = Recording(5).Add(1, "no picture").Save(dir / "a.sv5");
+  const auto host = [&file](bool closes) {
+    setenv("QXSDKP_MEMORY", "check", 1);
+    dup2(STDERR_FILENO, STDOUT_FILENO);
+    QXSP_MEDIA_FILE_INFO info;
+    void* const handle = QXSP_MediaFileOpen(file.c_str(), &info);
+    if (closes) QXSP_MediaFileClose(handle);
+    std::exit(handle != nullptr ? 0 : 1);
+  };
+  EXPECT_EXIT(host(true), testing::ExitedWithCode(0), "");
+  EXPECT_EXIT(host(false), testing::KilledBySignal(SIGABRT), "mck_mem: live block .*, new/new");
 }

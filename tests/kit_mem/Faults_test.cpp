@@ -1,6 +1,10 @@
 // Wrong releases, damaged blocks, and memory that runs out: each is told, and nothing is lost or corrupted.
+#include <unistd.h>
+
 #include <cinttypes>
+#include <csignal>
 #include <cstdarg>
+#include <cstdlib>
 #include <cstring>
 #include <set>
 
@@ -269,6 +273,19 @@ TEST(MemoryReserve, IsBoundedAndGivesWayToWhatIsUsedNow) {
     std::free(std::exchange(given, *static_cast<void**>(given)));
   EXPECT_EQ(keep(4096), 1);
   EXPECT_EQ(reserve.Bytes(), 0u);
+}
+
+TEST(KitMemDeathTest, AForgottenBlockOrAWrongReleaseFailsTheProgramAtItsEnd) {
+  const auto end = [](void (*leave)()) {
+    dup2(STDERR_FILENO, STDOUT_FILENO);
+    leave();
+    std::exit(0);
+  };
+  EXPECT_EXIT(end([] { mck_free(mck_malloc(77)); }), testing::ExitedWithCode(0), "");
+  EXPECT_EXIT(end([] { (void)mck_malloc(77); }), testing::KilledBySignal(SIGABRT),
+              "live block .*, size=77, mck_malloc");
+  EXPECT_EXIT(end([] { mck_delete(mck_malloc(7)); }), testing::KilledBySignal(SIGABRT),
+              "0 failed verifications, 1 releases by another family");
 }
 
 #ifdef QX_POISONING
