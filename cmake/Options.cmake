@@ -43,6 +43,8 @@ if(WIN32)
   # Windows 7, and the COM interfaces with their C++ classes.
   target_compile_definitions(qx_options INTERFACE WIN32_LEAN_AND_MEAN NOMINMAX _WIN32_WINNT=0x0601 WINVER=0x0601
                              DIRECTDRAW_VERSION=0x0700)
+  # The library's blocks are as aligned as GlobalAlloc's, which is 8 bytes in a 32-bit process: the compiler must not count on 16.
+  target_compile_options(qx_options INTERFACE $<$<COMPILE_LANGUAGE:CXX>:-faligned-new=8>)
 else()
   # Recordings may be longer than 2 GiB, on 32-bit systems too.
   target_compile_definitions(qx_options INTERFACE _FILE_OFFSET_BITS=64)
