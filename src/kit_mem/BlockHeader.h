@@ -46,6 +46,9 @@ constexpr size_t TotalOf(size_t size) {
 constexpr PoolIndex PoolOf(size_t total) {
   return total <= kSmallTotal ? kSmallPool : total <= kMediumTotal ? kMediumPool : kLargePool;
 }
+// 8 bytes more decide at both edges, on every target.
+static_assert(PoolOf(TotalOf(2016)) == kSmallPool && PoolOf(TotalOf(2017)) == kMediumPool);
+static_assert(PoolOf(TotalOf(32728)) == kMediumPool && PoolOf(TotalOf(32729)) == kLargePool);
 // Of a large block: what the platform is asked for.
 constexpr size_t LargeBytesOf(size_t total) {
   return (total + kLargeGranularity - 1) / kLargeGranularity * kLargeGranularity;

@@ -1,6 +1,7 @@
 // The table of live blocks: gives each an identifier and a key, and verifies releases.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <type_traits>
 
@@ -21,7 +22,7 @@ struct CheckerRecord {
   uint32_t dwSize;
   void* pUser;
 };
-static_assert(sizeof(CheckerRecord) == 32);
+static_assert(sizeof(CheckerRecord) == 32 && offsetof(CheckerRecord, pUser) == 32 - sizeof(void*));
 
 // What the header in front of a pointer says of its block.
 struct Claim {
