@@ -11,3 +11,7 @@ void RunLatency();
 void RunLinear();
 void RunViewLock();
 void RunLogCost();
+void RunMemory();
+void RunClocks();
+void RunCycles();
+void RunStampede();

@@ -28,6 +28,10 @@ constexpr Case kCases[] = {
     {"linear", "CPU time at 1 to 512 streams", RunLinear},
     {"viewlock", "presenting one after the other, and at the same time", RunViewLock},
     {"log", "512 streams with the log at level 1", RunLogCost},
+    {"memory", "what players and queued frames keep in memory", RunMemory},
+    {"clocks", "a day of paced playing in simulated time", RunClocks},
+    {"cycles", "10,000 streams opened, played and closed", RunCycles},
+    {"stampede", "512 streams started at once, 100 times", RunStampede},
 };
 
 const Case* Find(const char* name) {
