@@ -11,7 +11,7 @@
 
 #include "bench/LiveClip.h"
 #include "bench/scale/Cases.h"
-#include "bench/scale/DecodeOnce.h"
+#include "bench/scale/PlainDecoder.h"
 #include "bench/scale/Process.h"
 #include "bench/scale/Shown.h"
 #include "bench/scale/Streams.h"

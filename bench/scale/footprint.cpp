@@ -8,10 +8,6 @@
 //   bench_footprint blocks BYTES FRAMES           the same for a block of malloc()
 //   bench_footprint wall CLIP FRAMES PLAYERS QUEUED  everything together
 // "of a player" means: the difference between MANY and FEW, divided.
-extern "C" {
-#include <libavcodec/avcodec.h>
-}
-
 #include <malloc.h>
 
 #include <algorithm>
@@ -24,6 +20,7 @@ extern "C" {
 #include <vector>
 
 #include "bench/LiveClip.h"
+#include "bench/scale/PlainDecoder.h"
 #include "bench/scale/Process.h"
 #include "bench/scale/Residence.h"
 #include "bench/scale/Shown.h"
@@ -117,42 +114,11 @@ void Playing(const LiveClip& clip, size_t frames, size_t few, size_t many) {
   ReleaseAll();
 }
 
-class BareDecoder {
- public:
-  BareDecoder() : m_pCodec(avcodec_alloc_context3(avcodec_find_decoder(AV_CODEC_ID_H264))) {
-    m_pCodec->thread_count = 1;
-    m_pCodec->flags |= AV_CODEC_FLAG_LOW_DELAY;
-    Require(avcodec_open2(m_pCodec, nullptr, nullptr) == 0, "libavcodec does not open a decoder");
-  }
-  ~BareDecoder() {
-    av_packet_free(&m_pPacket);
-    av_frame_free(&m_pFrame);
-    avcodec_free_context(&m_pCodec);
-  }
-  BareDecoder(const BareDecoder&) = delete;
-  BareDecoder& operator=(const BareDecoder&) = delete;
-
-  // Keeps the last picture, as a program that shows it does.
-  void Decode(const AccessUnit& unit) {
-    Require(av_new_packet(m_pPacket, static_cast<int>(unit.size())) == 0, "no memory for a packet");
-    std::memcpy(m_pPacket->data, unit.data(), unit.size());
-    const bool decoded =
-        avcodec_send_packet(m_pCodec, m_pPacket) == 0 && avcodec_receive_frame(m_pCodec, m_pFrame) == 0;
-    Require(decoded, "libavcodec does not decode a frame");
-    av_packet_unref(m_pPacket);
-  }
-
- private:
-  AVCodecContext* m_pCodec;
-  AVPacket* m_pPacket = av_packet_alloc();
-  AVFrame* m_pFrame = av_frame_alloc();
-};
-
 void Bare(const LiveClip& clip, size_t frames, size_t few, size_t many) {
-  std::vector<std::unique_ptr<BareDecoder>> decoders;
+  std::vector<std::unique_ptr<PlainDecoder>> decoders;
   const auto open = [&](size_t count) {
     while (decoders.size() < count)
-      decoders.push_back(std::make_unique<BareDecoder>());
+      decoders.push_back(std::make_unique<PlainDecoder>());
     return ReadResidence();
   };
   const Residence openFew = open(few);
