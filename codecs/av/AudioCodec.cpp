@@ -2,6 +2,7 @@
 
 #include <cstring>
 #include <new>
+#include <utility>
 
 #include "codecs/av/Silence.h"
 
@@ -18,30 +19,39 @@ std::unique_ptr<AudioCodec> AudioCodec::Create(AVCodecID codecId, int channels, 
                                                const uint8_t* header, size_t headerSize) {
   const AVCodec* codec = avcodec_find_decoder(codecId);
   if (codec == nullptr) return nullptr;
-  std::unique_ptr<AudioCodec> self(new (std::nothrow) AudioCodec);
+  std::unique_ptr<AudioCodec> self(new (std::nothrow) AudioCodec(codec, channels, sampleRate));
   if (self == nullptr) return nullptr;
-  self->m_nChannels = channels;
-  self->m_nSampleRate = sampleRate;
-  self->m_pContext.reset(avcodec_alloc_context3(codec));
   self->m_pFrame.reset(av_frame_alloc());
-  if (!self->m_Input.Create() || !self->m_pContext || !self->m_pFrame) return nullptr;
-  AVCodecContext& context = *self->m_pContext;
+  if (!self->m_Input.Create() || !self->m_pFrame) return nullptr;
+  if (headerSize == 0) return self;
+  self->m_pHeader.reset(static_cast<uint8_t*>(av_memdup(header, headerSize)));
+  self->m_nHeaderSize = headerSize;
+  return self->m_pHeader != nullptr ? std::move(self) : nullptr;
+}
+
+// False when memory is exhausted or the codec refuses the header; the next frame tries again.
+bool AudioCodec::Open() {
+  if (m_pContext) return true;
+  AvContext opening(avcodec_alloc_context3(m_pCodec));
+  if (!opening) return false;
+  AVCodecContext& context = *opening;
   context.thread_count = 1;
   context.log_level_offset = kLogSilence;
-  context.sample_rate = sampleRate;
-  av_channel_layout_default(&context.ch_layout, channels);
-  if (headerSize != 0) {
-    context.extradata = static_cast<uint8_t*>(av_mallocz(headerSize + AV_INPUT_BUFFER_PADDING_SIZE));
-    if (context.extradata == nullptr) return nullptr;
-    std::memcpy(context.extradata, header, headerSize);
-    context.extradata_size = static_cast<int>(headerSize);
+  context.sample_rate = m_nSampleRate;
+  av_channel_layout_default(&context.ch_layout, m_nChannels);
+  if (m_nHeaderSize != 0) {
+    context.extradata = static_cast<uint8_t*>(av_mallocz(m_nHeaderSize + AV_INPUT_BUFFER_PADDING_SIZE));
+    if (context.extradata == nullptr) return false;
+    std::memcpy(context.extradata, m_pHeader.get(), m_nHeaderSize);
+    context.extradata_size = static_cast<int>(m_nHeaderSize);
   }
-  if (avcodec_open2(&context, codec, nullptr) < 0) return nullptr;
-  return self;
+  if (avcodec_open2(&context, m_pCodec, nullptr) < 0) return false;
+  m_pContext = std::move(opening);
+  return true;
 }
 
 bool AudioCodec::Decode(const uint8_t* data, uint32_t size) {
-  if (!m_Input.Fill(data, size)) return false;
+  if (!Open() || !m_Input.Fill(data, size)) return false;
   avcodec_send_packet(m_pContext.get(), m_Input.Packet());
   while (avcodec_receive_frame(m_pContext.get(), m_pFrame.get()) >= 0) {
     if (!Append()) return false;

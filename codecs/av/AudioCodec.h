@@ -15,8 +15,9 @@ extern "C" {
 // No lock: one call at a time.
 class AudioCodec {
  public:
-  // `header`: what the codec needs to know before the first frame; may be empty. Null when the codec refuses
-  // it or memory is exhausted.
+  // `header`: what the codec needs to know before the first frame; may be empty. Null when the codec is
+  // missing or memory is exhausted. libavcodec's own decoder, a megabyte for AAC, is opened by the first
+  // frame.
   static std::unique_ptr<AudioCodec> Create(AVCodecID codecId, int channels, int sampleRate,
                                             const uint8_t* header = nullptr, size_t headerSize = 0);
 
@@ -37,14 +38,19 @@ class AudioCodec {
     void operator()(uint8_t* memory) const { av_free(memory); }
   };
 
-  AudioCodec() = default;
+  AudioCodec(const AVCodec* codec, int channels, int sampleRate)
+      : m_pCodec(codec), m_nChannels(channels), m_nSampleRate(sampleRate) {}
+  bool Open();
   bool Append();
   bool MatchResampler();
   bool Reserve(size_t bytes);
 
-  int m_nChannels = 0;
-  int m_nSampleRate = 0;
-  AvContext m_pContext;
+  const AVCodec* const m_pCodec;
+  const int m_nChannels;
+  const int m_nSampleRate;
+  std::unique_ptr<uint8_t, MemoryFree> m_pHeader;
+  size_t m_nHeaderSize = 0;
+  AvContext m_pContext;  // null before the first frame
   PaddedInput m_Input;
   AvFrame m_pFrame;
   // From the format of the latest frame, which these describe, to the one asked for.
