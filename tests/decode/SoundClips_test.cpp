@@ -8,7 +8,7 @@
 
 #include "decode/Decoder.h"
 #include "tests/decode/Clips.h"
-#include "tests/support/GuardedBytes.h"
+#include "tests/support/GuardedPlane.h"
 
 namespace {
 

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "decode/Decoder.h"
-#include "tests/support/GuardedBytes.h"
+#include "tests/support/GuardedPlane.h"
 #include "tests/support/Recording.h"
 #include "tests/support/TempDir.h"
 #include "tests/support/TestSeam.h"

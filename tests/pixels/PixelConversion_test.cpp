@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/pixels/GuardedPlane.h"
+#include "tests/support/GuardedPlane.h"
 #include "video/PixelKernels.h"
 
 namespace {

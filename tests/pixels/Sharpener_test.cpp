@@ -9,7 +9,7 @@
 #include <random>
 #include <vector>
 
-#include "tests/pixels/GuardedPlane.h"
+#include "tests/support/GuardedPlane.h"
 
 namespace {
 

@@ -1,61 +1,44 @@
 // Copies between images in memory, against plain arithmetic and inside guard pages.
 #include <gtest/gtest.h>
-#include <sys/mman.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <array>
-#include <cstring>
 #include <random>
 
 #include "platform/posix/Stretch.h"
+#include "tests/support/GuardedPlane.h"
 #include "tests/support/TestSeam.h"
 
 namespace platform {
 namespace {
 
 constexpr PixelKind kKinds[] = {PixelKind::kRgb32, PixelKind::kYuy2, PixelKind::kYv12, PixelKind::kNv12};
-constexpr uint8_t kUntouched = 0xA5;
 
 // An image whose memory ends, or begins, at a page that must not be touched.
 class GuardedImage {
  public:
-  GuardedImage(PixelKind kind, int32_t width, int32_t height, bool guardBehind = true)
-      : m_nBytes(SizeOfImage(kind, width, height).nBytes) {
-    const auto page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
-    const size_t bytes = (m_nBytes + page - 1) / page * page;
-    m_nMapped = bytes + 2 * page;
-    m_pMapped =
-        static_cast<uint8_t*>(mmap(nullptr, m_nMapped, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
-    mprotect(m_pMapped + page, bytes, PROT_READ | PROT_WRITE);
-    uint8_t* const first = m_pMapped + page + (guardBehind ? bytes - m_nBytes : 0);
-    m_Image = {first, SizeOfImage(kind, width, height).nPitch, width, height, kind};
-    std::memset(first, kUntouched, m_nBytes);
+  GuardedImage(PixelKind kind, int32_t width, int32_t height, bool guardBehind = true) {
+    const auto bytes = static_cast<int32_t>(SizeOfImage(kind, width, height).nBytes);
+    m_Image = {m_Memory.Place(1, bytes, bytes, guardBehind).data, SizeOfImage(kind, width, height).nPitch,
+               width, height, kind};
   }
-  ~GuardedImage() { munmap(m_pMapped, m_nMapped); }
-  GuardedImage(const GuardedImage&) = delete;
-  GuardedImage& operator=(const GuardedImage&) = delete;
-
   const PixelImage& Get() const { return m_Image; }
+  std::span<uint8_t> Bytes() const { return m_Memory.Bytes(); }
   const uint8_t* Pixel(int32_t x, int32_t y) const {
     return m_Image.pBytes + static_cast<ptrdiff_t>(y) * m_Image.nPitch + x * 4;
   }
   // Whether nothing outside `rect` was written.
   bool IsUntouchedOutside(const RECT& rect) const {
-    for (size_t i = 0; i < m_nBytes; ++i) {
-      const auto pitch = static_cast<size_t>(m_Image.nPitch);
-      const auto x = static_cast<int32_t>(i % pitch / 4);
-      const auto y = static_cast<int32_t>(i / pitch);
+    for (int32_t at = 0; at < static_cast<int32_t>(Bytes().size()); ++at) {
+      const int32_t x = at % m_Image.nPitch / 4, y = at / m_Image.nPitch;
       const bool inside = x >= rect.left && x < rect.right && y >= rect.top && y < rect.bottom;
-      if (!inside && m_Image.pBytes[i] != kUntouched) return false;
+      if (!inside && m_Image.pBytes[at] != 0xA5) return false;
     }
     return true;
   }
 
  private:
-  const size_t m_nBytes;
-  uint8_t* m_pMapped;
-  size_t m_nMapped;
+  GuardedPlane m_Memory;
   PixelImage m_Image;
 };
 
@@ -102,8 +85,7 @@ TEST(StretchCopy, ConvertsEveryPixelAtAnyOffset) {
   std::mt19937 random(1);
   for (const PixelKind kind : kKinds) {
     const GuardedImage source(kind, 38, 22);
-    std::generate_n(source.Get().pBytes, SizeOfImage(kind, 38, 22).nBytes,
-                    [&] { return static_cast<uint8_t>(random()); });
+    std::ranges::generate(source.Bytes(), [&] { return static_cast<uint8_t>(random()); });
     for (const auto& [left, top] : {std::pair{-5, -3}, {-36, -20}, {0, 0}, {3, 1}, {29, 19}}) {
       const GuardedImage target(PixelKind::kRgb32, 30, 20);
       const RECT to = {left, top, left + 37, top + 21}, seen = Cut(to, target.Get());
@@ -197,11 +179,8 @@ TEST(StretchCopy, RefusesBadRectanglesAndReportsExhaustedMemory) {
     EXPECT_EQ(copy(empty, whole), DDERR_INVALIDRECT);
     EXPECT_EQ(copy(whole, empty), DDERR_INVALIDRECT);
   }
-  for (const RECT& outside : {RECT{-1, 0, 16, 16},
-                              {0, -1, 16, 16},
-                              {0, 0, 17, 16},
-                              {0, 0, 16, 17},
-                              {INT32_MIN, INT32_MIN, INT32_MAX, INT32_MAX}})
+  for (const RECT& outside :
+       {RECT{-1, 0, 16, 16}, {0, -1, 16, 16}, {0, 0, 17, 16}, {INT32_MIN, 0, INT32_MAX, 17}})
     EXPECT_EQ(copy(outside, whole), DDERR_INVALIDRECT);
   EXPECT_EQ(StretchCopy(target.Get(), whole, source.Get(), whole, scratch), DDERR_UNSUPPORTED);
   for (const RECT& unseen : {RECT{16, 0, 32, 16}, {-90, -9, 0, 16}, {0, INT32_MIN, 16, INT32_MIN + 1}})

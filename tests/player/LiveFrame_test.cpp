@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "decode/Decoder.h"
-#include "tests/support/GuardedBytes.h"
+#include "tests/support/GuardedPlane.h"
 
 namespace {
 

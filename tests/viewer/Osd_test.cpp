@@ -13,7 +13,7 @@
 #include <thread>
 #include <vector>
 
-#include "tests/pixels/GuardedPlane.h"
+#include "tests/support/GuardedPlane.h"
 #include "tests/support/TempDir.h"
 #include "video/Osd.h"
 #include "video/OsdStatistics.h"
