@@ -5,7 +5,10 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <algorithm>
+#include <fstream>
+#include <iterator>
+
+#include "tests/support/NalUnits.h"
 
 namespace {
 
@@ -13,29 +16,27 @@ constexpr char kDescription[] =
     "v=0\r\no=- 0 0 IN IP4 127.0.0.1\r\ns=camera\r\nt=0 0\r\n"
     "m=video 0 RTP/AVP 96\r\na=rtpmap:96 H264/90000\r\na=fmtp:96 packetization-mode=1\r\na=control:track\r\n";
 
-bool SendAll(int client, const void* bytes, size_t size) {
-  const auto* next = static_cast<const uint8_t*>(bytes);
-  while (size > 0) {
-    const ssize_t sent = send(client, next, size, MSG_NOSIGNAL);
+bool SendAll(int client, const std::string& bytes) {
+  for (size_t at = 0; at < bytes.size();) {
+    const ssize_t sent = send(client, &bytes[at], bytes.size() - at, MSG_NOSIGNAL);
     if (sent <= 0) return false;
-    next += sent;
-    size -= static_cast<size_t>(sent);
+    at += static_cast<size_t>(sent);
   }
   return true;
 }
 
-// The rest of the line after a header's name; empty when the request has none.
-std::string HeaderOf(const std::string& request, const std::string& name) {
-  const size_t begin = request.find("\r\n" + name + ": ");
-  if (begin == std::string::npos) return "";
-  const size_t value = begin + name.size() + 4;
-  return request.substr(value, request.find("\r\n", value) - value);
+std::string BigEndian(size_t value, int bytes) {
+  std::string text;
+  while (bytes-- > 0)
+    text += static_cast<char>(value >> 8 * bytes);
+  return text;
 }
 
 }  // namespace
 
-RtspCamera::RtspCamera(std::vector<AccessUnit> accessUnits, bool stays)
-    : m_AccessUnits(std::move(accessUnits)), m_bStays(stays) {
+RtspCamera::RtspCamera(const std::string& stream, int times, bool stays) : m_nTimes(times), m_bStays(stays) {
+  std::ifstream file(stream, std::ios::binary);
+  m_Units = NalUnits(std::vector<uint8_t>(std::istreambuf_iterator<char>(file), {}));
   m_nListener = socket(AF_INET, SOCK_STREAM, 0);
   sockaddr_in address{};
   address.sin_family = AF_INET;
@@ -44,7 +45,7 @@ RtspCamera::RtspCamera(std::vector<AccessUnit> accessUnits, bool stays)
   auto* any = reinterpret_cast<sockaddr*>(&address);
   if (bind(m_nListener, any, size) != 0 || listen(m_nListener, 4) != 0) return;
   if (getsockname(m_nListener, any, &size) == 0) m_nPort = ntohs(address.sin_port);
-  if (!m_AccessUnits.empty()) m_Thread = std::thread([this] { Serve(); });
+  if (!m_Units.empty()) m_Thread = std::thread([this] { Serve(); });
 }
 
 RtspCamera::~RtspCamera() {
@@ -53,14 +54,10 @@ RtspCamera::~RtspCamera() {
   close(m_nListener);
 }
 
-std::string RtspCamera::Address() const {
-  return "rtsp://127.0.0.1:" + std::to_string(m_nPort) + "/stream";
-}
-
 void RtspCamera::Serve() {
   const int client = accept(m_nListener, nullptr, nullptr);
   if (client < 0) return;
-  Answer(client);
+  if (Answer(client)) SendClip(client);
   if (!m_bStays) shutdown(client, SHUT_WR);
   char rest[512];
   while (recv(client, rest, sizeof(rest), 0) > 0) {
@@ -68,72 +65,39 @@ void RtspCamera::Serve() {
   close(client);
 }
 
-// Requests until the client wants to play; then the clip.
-void RtspCamera::Answer(int client) {
-  std::string received;
-  char bytes[2048];
-  while (true) {
-    size_t end;
-    while ((end = received.find("\r\n\r\n")) == std::string::npos) {
-      const ssize_t count = recv(client, bytes, sizeof(bytes), 0);
-      if (count <= 0) return;
-      received.append(bytes, static_cast<size_t>(count));
-    }
-    const std::string request = received.substr(0, end + 2);
-    received.erase(0, end + 4);
-    std::string answer = "RTSP/1.0 200 OK\r\nCSeq: " + HeaderOf(request, "CSeq") + "\r\nSession: 1\r\n";
+// Requests until the client wants to play.
+bool RtspCamera::Answer(int client) {
+  std::string request;
+  char byte;
+  while (!request.starts_with("PLAY")) {
+    for (request.clear(); !request.ends_with("\r\n\r\n"); request += byte)
+      if (recv(client, &byte, 1, 0) <= 0) return false;
+    const size_t number = request.find("CSeq: ");
+    std::string answer = "RTSP/1.0 200 OK\r\nSession: 1\r\n" +
+                         request.substr(number, request.find("\r\n", number) + 2 - number);
     if (request.starts_with("SETUP")) answer += "Transport: RTP/AVP/TCP;unicast;interleaved=0-1\r\n";
-    if (request.starts_with("DESCRIBE")) {
-      answer +=
-          "Content-Type: application/sdp\r\nContent-Length: " + std::to_string(sizeof(kDescription) - 1) +
-          "\r\n\r\n" + kDescription;
-    } else {
-      answer += "\r\n";
-    }
-    if (!SendAll(client, answer.data(), answer.size())) return;
-    if (request.starts_with("PLAY")) {
-      SendClip(client);
-      return;
-    }
-  }
-}
-
-bool RtspCamera::SendClip(int client) {
-  constexpr uint8_t kStartCode[] = {0, 0, 0, 1};
-  for (size_t frame = 0; frame < m_AccessUnits.size(); ++frame) {
-    const AccessUnit& whole = m_AccessUnits[frame];
-    auto unit = whole.begin();
-    while (unit != whole.end()) {
-      unit += sizeof(kStartCode);
-      const auto end = std::search(unit, whole.end(), std::begin(kStartCode), std::end(kStartCode));
-      const bool last = end == whole.end();
-      if (!SendUnit(client, &*unit, static_cast<size_t>(end - unit), frame, last)) return false;
-      unit = end;
-    }
+    std::string body;
+    if (request.starts_with("DESCRIBE")) body = kDescription;
+    if (!body.empty()) answer += "Content-Type: application/sdp\r\n";
+    answer += "Content-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body;
+    if (!SendAll(client, answer)) return false;
   }
   return true;
 }
 
-// One RTP packet (RFC 3550, RFC 6184), interleaved (RFC 2326, 10.12).
-bool RtspCamera::SendUnit(int client, const uint8_t* unit, size_t size, size_t frame, bool last) {
-  const auto length = static_cast<uint16_t>(size + 12);
-  const auto time = static_cast<uint32_t>(frame * 90000 / 25);
-  const uint8_t head[] = {'$',
-                          0,
-                          static_cast<uint8_t>(length >> 8),
-                          static_cast<uint8_t>(length),
-                          0x80,
-                          static_cast<uint8_t>(last ? 0x80 | 96 : 96),
-                          static_cast<uint8_t>(m_nSequence >> 8),
-                          static_cast<uint8_t>(m_nSequence),
-                          static_cast<uint8_t>(time >> 24),
-                          static_cast<uint8_t>(time >> 16),
-                          static_cast<uint8_t>(time >> 8),
-                          static_cast<uint8_t>(time),
-                          0,
-                          0,
-                          0,
-                          1};
-  ++m_nSequence;
-  return SendAll(client, head, sizeof(head)) && SendAll(client, unit, size);
+// An RTP packet a unit (RFC 3550, RFC 6184), interleaved (RFC 2326, 10.12).
+void RtspCamera::SendClip(int client) {
+  constexpr size_t kRtpHead = 12;
+  size_t sequence = 0, frame = 0;
+  for (int time = 0; time < m_nTimes; ++time) {
+    for (const std::vector<uint8_t>& unit : m_Units) {
+      const int type = unit[0] & 31;
+      const bool isSlice = type == 1 || type == 5;
+      const std::string head = std::string("$") + '\0' + BigEndian(unit.size() + kRtpHead, 2) + '\x80' +
+                               static_cast<char>(isSlice ? 0x80 | 96 : 96) + BigEndian(sequence++, 2) +
+                               BigEndian(frame * 90000 / 25, 4) + BigEndian(1, 4);
+      if (!SendAll(client, head + std::string(unit.begin(), unit.end()))) return;
+      if (isSlice) ++frame;
+    }
+  }
 }

@@ -8,27 +8,25 @@
 
 class RtspCamera {
  public:
-  using AccessUnit = std::vector<uint8_t>;  // with four-byte start codes, units below 64 KiB
-
-  // Sends the access units 40 ms apart by their time stamps, but at once, and hangs up; one that stays waits
-  // for its client to go. Without any it takes the connection and never says a word.
-  explicit RtspCamera(std::vector<AccessUnit> accessUnits, bool stays = false);
+  // Sends the elementary stream, whose pictures have one slice each and units below 64 KiB, so many times,
+  // the pictures 40 ms apart by their time stamps, but at once, and hangs up; one that stays waits for its
+  // client to go. Without a stream it takes the connection and never says a word.
+  explicit RtspCamera(const std::string& stream, int times = 1, bool stays = false);
   ~RtspCamera();
   RtspCamera(const RtspCamera&) = delete;
   RtspCamera& operator=(const RtspCamera&) = delete;
 
-  std::string Address() const;
+  std::string Address() const { return "rtsp://127.0.0.1:" + std::to_string(m_nPort) + "/stream"; }
 
  private:
   void Serve();
-  void Answer(int client);
-  bool SendClip(int client);
-  bool SendUnit(int client, const uint8_t* unit, size_t size, size_t frame, bool last);
+  bool Answer(int client);
+  void SendClip(int client);
 
-  const std::vector<AccessUnit> m_AccessUnits;
+  std::vector<std::vector<uint8_t>> m_Units;
+  const int m_nTimes;
   const bool m_bStays;
   int m_nListener = -1;
   uint16_t m_nPort = 0;
-  uint16_t m_nSequence = 0;  // of the next packet; the thread's
   std::thread m_Thread;
 };

@@ -1,10 +1,8 @@
 // The glyph file that the build makes from Debian's font, and fonts that are damaged.
 #include <gtest/gtest.h>
-#include <zlib.h>
 
 #include <fstream>
 #include <iterator>
-#include <random>
 #include <stdexcept>
 #include <string>
 
@@ -13,25 +11,10 @@
 
 namespace {
 
-std::string ReadFile(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
-}
-
-std::string Unzip(const char* path) {
-  std::string bytes(4 << 20, '\0');
-  const gzFile file = gzopen(path, "rb");
-  bytes.resize(static_cast<size_t>(gzread(file, bytes.data(), static_cast<unsigned>(bytes.size()))));
-  gzclose(file);
-  return bytes;
-}
-
-}  // namespace
-
 TEST(QxFont, TheGlyphsStandInTheOrderOfTheirCodes) {
   const PcfFont font(QX_FONT);
-  EXPECT_EQ(font.Property("CHARSET_REGISTRY"), "GB2312.1980");
-  const std::string file = ReadFile(QX_GLYPHS);
+  std::ifstream glyphs(QX_GLYPHS, std::ios::binary);
+  const std::string file(std::istreambuf_iterator<char>(glyphs), {});
   ASSERT_EQ(file.size(), 94u * 94 * 32);
   for (uint8_t row = 0; row < 94; ++row) {
     for (uint8_t column = 0; column < 94; ++column) {
@@ -50,30 +33,14 @@ TEST(QxFont, TheGlyphsStandInTheOrderOfTheirCodes) {
 }
 
 TEST(QxFont, DamagedFontsAreRefused) {
-  TempDir dir;
-  const std::string path = dir / "font.pcf";
-  const std::string good = ReadFile(QX_FONT);
-  for (const std::string& bad :
-       {std::string(), std::string("\1fcp"), std::string(100, 'x'), good.substr(0, good.size() / 2)}) {
-    std::ofstream(path, std::ios::binary) << bad;
-    EXPECT_THROW(PcfFont{path}, std::runtime_error);
+  const TempDir dir;
+  std::ifstream file(QX_FONT, std::ios::binary);
+  const std::string good(std::istreambuf_iterator<char>(file), {});
+  for (const std::string& bad : {std::string(), std::string("\1fcp"), good.substr(0, good.size() / 2)}) {
+    std::ofstream(dir / "font", std::ios::binary) << bad;
+    EXPECT_THROW(PcfFont(dir / "font"), std::runtime_error);
   }
   EXPECT_THROW(PcfFont(dir / "none"), std::runtime_error);
-  const std::string plain = Unzip(QX_FONT);
-  std::minstd_rand random;
-  for (int round = 0; round < 200; ++round) {
-    std::string bad = plain;
-    for (size_t at = random() % (round % 2 == 0 ? 32 : 20'000); at < 200'000;
-         at += random() % (round % 2 == 0 ? 64 : 4096))
-      bad[at] = static_cast<char>(random());
-    std::ofstream(path, std::ios::binary) << bad;
-    try {
-      const PcfFont font(path);
-      (void)font.Property("CHARSET_REGISTRY");
-      for (uint8_t row = 0x21; row < 0x7F; ++row)
-        if (font.HasGlyph(row, row)) (void)font.GetGlyph(row, row);
-    } catch (const std::runtime_error&) {
-      // Refused; or it still reads as a font.
-    }
-  }
 }
+
+}  // namespace

@@ -1,7 +1,6 @@
 // qxrec: the places of frames and sound, and the program itself, whose recordings the library's own reader
 // and decoders must take.
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <sys/resource.h>
 
 #include <filesystem>
@@ -9,11 +8,10 @@
 
 #include "decode/Decoder.h"
 #include "file/MediaFileStream.h"
+#include "tests/support/ChildProgram.h"
+#include "tests/support/NalUnits.h"
 #include "tests/support/TempDir.h"
-#include "tests/tools/ChildProgram.h"
 #include "tests/tools/RtspCamera.h"
-#include "tools/common/AnnexBFilter.h"
-#include "tools/common/MediaInput.h"
 #include "tools/qxrec/Recording.h"
 
 namespace {
@@ -27,19 +25,19 @@ std::string Clip(const std::string& name) {
 }
 
 TEST(RecordingRate, IsTheOneThatFits) {
-  struct {
-    double input;
+  const struct {
     uint32_t expected;
     bool isExceeded;
-  } const cases[] = {{0, 25, false},     {25, 25, false},   {25.01, 25, false}, {25.2, 30, false},
-                     {29.97, 30, false}, {30, 30, false},   {24, 25, false},    {23.976, 25, false},
-                     {15, 30, false},    {12.5, 25, false}, {10, 30, false},    {1, 25, false},
-                     {50, 25, true},     {59.94, 30, true}, {60, 30, true},     {100, 25, true},
-                     {120, 30, true}};
-  for (const auto& [input, expected, isExceeded] : cases) {
-    const RecordingRate rate = ChooseRecordingRate(input);
-    EXPECT_EQ(rate.framesPerSecond, expected) << input;
-    EXPECT_EQ(rate.isExceeded, isExceeded) << input;
+    std::vector<double> inputs;
+  } cases[] = {{25, false, {0, 1, 12.5, 23.976, 24, 25, 25.01}},
+               {30, false, {10, 15, 25.2, 29.97, 30}},
+               {25, true, {50, 100}},
+               {30, true, {59.94, 60, 120}}};
+  for (const auto& [expected, isExceeded, inputs] : cases) {
+    for (const double input : inputs) {
+      const RecordingRate rate = ChooseRecordingRate(input);
+      EXPECT_EQ(std::pair(rate.framesPerSecond, rate.isExceeded), std::pair(expected, isExceeded)) << input;
+    }
   }
 }
 
@@ -104,10 +102,10 @@ Recorded Read(const std::string& name) {
 
 class RecordingTest : public testing::Test {
  protected:
-  void Begin(uint32_t framesPerSecond = 25, uint32_t mostSeconds = 0) {
+  void Begin(uint32_t framesPerSecond = 25) {
     ASSERT_TRUE(m_Writer.Open(m_strName, {.width = 64, .height = 48, .framesPerSecond = framesPerSecond}));
     m_TimeLine.emplace(framesPerSecond, 60'000'000);
-    m_Recording.emplace(m_Writer, *m_TimeLine, true, mostSeconds);
+    m_Recording.emplace(m_Writer, *m_TimeLine, true, 0);
   }
   void Video(int64_t timeMs) {
     const uint32_t place = m_TimeLine->Place(timeMs * 1000);
@@ -165,20 +163,6 @@ TEST_F(RecordingTest, MissingSoundIsSilence) {
   EXPECT_EQ(recorded.info.nFrameRateNum, 30u);
 }
 
-TEST_F(RecordingTest, SoundThatNeverComesDoesNotHoldThePictures) {
-  Begin();
-  for (int64_t frame = 0; frame < 1000; ++frame)
-    Video(frame * 40);
-  EXPECT_GT(m_Writer.VideoRecords(), 800u);
-}
-
-TEST_F(RecordingTest, APictureStaysForItsSoundUntilTheLimit) {
-  Begin(25, 2);
-  Video(0);
-  Sound(0, 75, 1);
-  EXPECT_EQ(End().kinds.size(), 100u);
-}
-
 TEST_F(RecordingTest, AFileThatAppearsMeanwhileStays) {
   Begin();
   Video(0);
@@ -217,28 +201,12 @@ class QxRec : public testing::Test {
   std::string m_strOutput;
 };
 
-// Units but for parameter sets, which a recording repeats.
-std::vector<Bytes> UnitsOf(const Bytes& bytes) {
-  constexpr uint8_t kStartCode[] = {0, 0, 1};
-  std::vector<Bytes> units;
-  auto at = std::search(bytes.begin(), bytes.end(), std::begin(kStartCode), std::end(kStartCode));
-  while (at != bytes.end()) {
-    const auto begin = at + 3;
-    at = std::search(begin, bytes.end(), std::begin(kStartCode), std::end(kStartCode));
-    Bytes unit(begin, at);
-    while (!unit.empty() && unit.back() == 0)
-      unit.pop_back();
-    if ((unit.at(0) & 0x1F) != 7 && (unit.at(0) & 0x1F) != 8) units.push_back(std::move(unit));
-  }
-  return units;
-}
-
 TEST_F(QxRec, CopiesH264Unchanged) {
   ASSERT_EQ(Run({Clip("camera.mp4"), m_strFile}), 0) << m_strOutput;
   const Recorded recorded = Read(m_strFile);
   std::ifstream file(Clip("camera.h264"), std::ios::binary);
   const Bytes extract(std::istreambuf_iterator<char>(file), {});
-  EXPECT_EQ(UnitsOf(recorded.video), UnitsOf(extract));
+  EXPECT_EQ(NalUnitsOfPictures(recorded.video, false), NalUnitsOfPictures(extract, false));
   EXPECT_EQ(recorded.info.nTotalFrames, 50u);
   EXPECT_EQ(recorded.info.nWidth, 160u);
   std::string expected;
@@ -256,27 +224,27 @@ TEST_F(QxRec, CopiesH264Unchanged) {
 }
 
 TEST_F(QxRec, ConvertsWhatTheFormatCannotHold) {
-  struct {
+  const struct {
     const char* input;
     const char* output;
-    uint32_t rate, total, pictures, width;
+    uint32_t rate, total, pictures;
     const char* begin;
     const char* says;
-  } const cases[] = {
-      {"slow.mp4", "slow.sv6", 25, 49, 25, 160, "Keveve", "24 repeats"},
-      {"fast.mkv", "fast.sv5", 30, 60, 60, 160, "Kaaaaaavavavav", "dropped, too many a second: 60"},
-      {"older.avi", "older.sv5", 30, 30, 30, 160, "Kvvvv", "(mpeg4) is converted to H.264"},
-      {"camera.mp4", "camera.SV4", 25, 50, 50, 160, "Kaaaaaavavav", "(h264) is converted to the older codec"},
-      {"h265.mp4", "h265.sv5", 25, 25, 25, 160, "Kvvvv", "(hevc) is converted to H.264"},
-      {"cut.ts", "cut.sv5", 25, 40, 38, 160, "Kaaaaaavavavav", "dropped before the first key frame: 5"},
+  } cases[] = {
+      {"slow.mp4", "slow.sv6", 25, 49, 25, "Keveve", "24 repeats"},
+      {"fast.mkv", "fast.sv5", 30, 60, 60, "Kaaaaaavavavav", "dropped, too many a second: 60"},
+      {"older.avi", "older.sv5", 30, 30, 30, "Kvvvv", "(mpeg4) is converted to H.264"},
+      {"camera.mp4", "camera.SV4", 25, 50, 50, "Kaaaaaavavav", "(h264) is converted to the older codec"},
+      {"h265.mp4", "h265.sv5", 25, 25, 25, "Kvvvv", "(hevc) is converted to H.264"},
+      {"cut.ts", "cut.sv5", 25, 40, 38, "Kaaaaaavavavav", "dropped before the first key frame: 5"},
   };
-  for (const auto& [input, output, rate, total, pictures, width, begin, says] : cases) {
+  for (const auto& [input, output, rate, total, pictures, begin, says] : cases) {
     ASSERT_EQ(Run({Clip(input), m_Dir / output}), 0) << m_strOutput;
     EXPECT_THAT(m_strOutput, HasSubstr(says));
     const Recorded recorded = Read(m_Dir / output);
-    EXPECT_EQ(recorded.info.nFrameRateNum, rate) << input;
-    EXPECT_EQ(recorded.info.nTotalFrames, total) << input;
-    EXPECT_EQ(recorded.info.nWidth, width) << input;
+    EXPECT_EQ(std::tuple(recorded.info.nFrameRateNum, recorded.info.nTotalFrames, recorded.info.nWidth),
+              std::tuple(rate, total, 160u))
+        << input;
     EXPECT_GE(recorded.pictures, pictures) << input;
     EXPECT_THAT(recorded.kinds, testing::StartsWith(begin)) << input;
   }
@@ -330,34 +298,13 @@ TEST_F(QxRec, WritesTheIndexOfAnMp4) {
   EXPECT_EQ(Run({"--index", m_Dir / "none.mp4"}), 1);
 }
 
-// The clip ten times over.
-std::vector<RtspCamera::AccessUnit> CameraUnits() {
-  std::vector<RtspCamera::AccessUnit> units;
-  MediaInput input(Clip("h264.mp4"), 10, [] { return false; });
-  EXPECT_TRUE(input.Open());
-  int averror = 0;
-  const auto filter = AnnexBFilter::Create(*input.Context()->streams[0], averror);
-  const AvPacket packet(av_packet_alloc());
-  while (input.Read(*packet) == MediaInput::ReadResult::kPacket) {
-    filter->Send(packet.get());
-    bool key = false;
-    int64_t dts = 0;
-    Bytes unit;
-    while (filter->Receive(unit, key, dts) == AnnexBFilter::Result::kUnit)
-      units.push_back(unit);
-  }
-  for (size_t i = 0; i < 225; ++i)
-    units.push_back(units[i]);
-  return units;
-}
-
 TEST_F(QxRec, ACameraIsRecordedUntilSomeoneEndsIt) {
-  const RtspCamera leaving(CameraUnits());
+  const RtspCamera leaving(Clip("h264.h264"), 10);
   EXPECT_EQ(Run({"--live", leaving.Address(), m_strFile}), 3) << m_strOutput;
   EXPECT_THAT(m_strOutput, HasSubstr("the recording ended by itself"));
   EXPECT_EQ(Read(m_strFile).pictures, 250u);
 
-  const RtspCamera staying(CameraUnits(), true);
+  const RtspCamera staying(Clip("h264.h264"), 10, true);
   ChildProgram program(QX_REC, {"-f", "--live", staying.Address(), m_strFile});
   ASSERT_TRUE(program.ReadUntil("Ctrl-C ends it")) << program.Output();
   program.Interrupt();
@@ -366,7 +313,7 @@ TEST_F(QxRec, ACameraIsRecordedUntilSomeoneEndsIt) {
   EXPECT_GT(recorded.pictures, 0u);
   EXPECT_EQ(recorded.info.nTotalFrames, recorded.kinds.size());
 
-  const RtspCamera mute({});
+  const RtspCamera mute("");
   EXPECT_EQ(Run({"-f", "--live", "--timeout=1", mute.Address(), m_strFile}), 1);
   EXPECT_THAT(m_strOutput, HasSubstr("no answer within 1 s"));
   EXPECT_EQ(Files(), 1u) << "the earlier recording stays";
@@ -377,7 +324,7 @@ TEST_F(QxRec, AFullDiskKeepsOnlyWhatNoOneHasAnyMore) {
   EXPECT_THAT(m_strOutput, HasSubstr("cannot be written"));
   EXPECT_EQ(Files(), 0u);
 
-  const RtspCamera camera(CameraUnits());
+  const RtspCamera camera(Clip("h264.h264"), 10);
   EXPECT_EQ(RunOnSmallDisk({"--live", camera.Address(), m_strFile}, 300'000), 3);
   EXPECT_THAT(m_strOutput, HasSubstr("cannot be written"));
   const Recorded recorded = Read(m_strFile);

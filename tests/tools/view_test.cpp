@@ -1,9 +1,7 @@
 // What the user does to the view with mouse and keys: zoom, gestures, the grid and its selection, names of
 // snapshots.
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <cstdlib>
 
 #include "tools/qxplay/Gestures.h"
@@ -18,9 +16,7 @@ TEST(ZoomView, KeepsThePointShapeAndEdges) {
   ZoomView view;
   EXPECT_EQ(view.Part(), Area{});
   view.SetPicture(1280, 720);
-  EXPECT_EQ(view.Part(), (Area{0, 0, 1280, 720}));
-  EXPECT_FALSE(view.Zoom(0.8, 0.5, 0.5));
-  EXPECT_FALSE(view.Pull(0.5, 0.5));
+  EXPECT_FALSE(view.Zoom(0.8, 0.5, 0.5) || view.Pull(0.5, 0.5));
   const struct {
     double factor, x, y, right, down;
     Area part;
@@ -34,7 +30,7 @@ TEST(ZoomView, KeepsThePointShapeAndEdges) {
   for (const auto& step : steps) {
     view.Zoom(step.factor, step.x, step.y);
     view.Pull(step.right, step.down);
-    EXPECT_EQ(view.Part(), step.part);
+    EXPECT_EQ(view.Part(), step.part) << &step - steps;
   }
   EXPECT_TRUE(view.IsWhole());
   view.Zoom(4, 1, 1);
@@ -42,26 +38,6 @@ TEST(ZoomView, KeepsThePointShapeAndEdges) {
   EXPECT_EQ(view.Part(), (Area{480, 270, 640, 360}));
   view.SetPicture(8, 8);  // nothing to go closer to
   EXPECT_EQ(view.Part(), (Area{0, 0, 8, 8}));
-}
-
-// Whatever is done: inside of the picture, in its shape but for the rounding of its edges.
-TEST(ZoomView, SurvivesAStorm) {
-  const int sizes[][2] = {{1920, 1088}, {161, 97}, {10000, 2}, {33, 32}};
-  srand(1);
-  for (const auto& [width, height] : sizes) {
-    ZoomView view;
-    view.SetPicture(width, height);
-    for (int i = 0; i < 5000; ++i) {
-      const auto random = [] { return rand() / static_cast<double>(RAND_MAX); };
-      view.Zoom(std::pow(1.25, rand() % 9 - 4), random(), random());
-      view.Pull(2 * random() - 1, 2 * random() - 1);
-      const Area part = view.Part();
-      ASSERT_TRUE(part.left >= 0 && part.top >= 0 && part.right <= width && part.bottom <= height);
-      ASSERT_GE(std::min(part.Width(), part.Height()), std::min({32, width, height}));
-      ASSERT_NEAR(part.Width() * static_cast<double>(height) / width, part.Height(),
-                  0.5 + 0.5 * height / width + 1e-6);
-    }
-  }
 }
 
 TEST(Gestures, TellClicksDragsAndTheWheelApart) {
@@ -90,10 +66,9 @@ TEST(Gestures, TellClicksDragsAndTheWheelApart) {
 TEST(GridView, SelectsAndEnlarges) {
   const Area window = {100, 100, 500, 400}, lastCell = {300, 250, 500, 400};
   GridView grid(4);
-  const auto at = [&](int x, int y) { return grid.TileAt({x, y}, window); };
   EXPECT_EQ(grid.CellOf(3, window), lastCell);
-  EXPECT_EQ(at(499, 399), 3u);
-  EXPECT_EQ(at(99, 100), std::nullopt);
+  EXPECT_EQ(grid.TileAt({499, 399}, window), 3u);
+  EXPECT_EQ(grid.TileAt({99, 100}, window), std::nullopt);
   grid.Click(3);
   EXPECT_EQ(grid.Shown(), 3u);
   grid.Click(3);
@@ -102,7 +77,7 @@ TEST(GridView, SelectsAndEnlarges) {
   EXPECT_TRUE(grid.ToggleLarge(2));
   EXPECT_EQ(grid.CellOf(2, window), window);
   EXPECT_EQ(grid.CellOf(3, window), std::nullopt);
-  EXPECT_EQ(at(499, 399), 2u);
+  EXPECT_EQ(grid.TileAt({499, 399}, window), 2u);
   grid.Click(2);
   EXPECT_EQ(grid.Selected(), 2u);
   grid.SelectNext();
@@ -110,8 +85,7 @@ TEST(GridView, SelectsAndEnlarges) {
   grid.SelectNext();  // past the last one: all of them
   EXPECT_EQ(grid.CellOf(3, window), lastCell);
   EXPECT_EQ(grid.Selected(), std::nullopt);
-  GridView single(1);
-  EXPECT_FALSE(single.ToggleLarge(0));
+  EXPECT_FALSE(GridView(1).ToggleLarge(0));
 }
 
 TEST(Names, OfSnapshotsHoldNoPasswordAndNoPath) {
