@@ -65,15 +65,9 @@ void* MemoryReserve::Take(size_t bytes) {
   return PopFrom(bytes / kGranularity - 1);
 }
 
-void* MemoryReserve::Keep(void* memory) {
-  const size_t granules = malloc_usable_size(memory) / kGranularity;
-  const MemoryLockGuard guard;
-  if (granules == 0 || granules > kSizes || m_bClosed) {
-    SetNext(memory, nullptr);
-    return memory;
-  }
+// Sizes that nobody asks for any more must not fill it for ever: every size gives way in turn.
+void* MemoryReserve::MakeRoom(size_t granules) {
   void* given = nullptr;
-  // Sizes that nobody asks for any more must not fill it for ever: every size gives way in turn.
   while (m_zBytes > kMaxBytes - granules * kGranularity) {
     m_nHand = (m_nHand + 1) % kSizes;
     void* const old = PopFrom(m_nHand);
@@ -81,6 +75,17 @@ void* MemoryReserve::Keep(void* memory) {
     SetNext(old, given);
     given = old;
   }
+  return given;
+}
+
+void* MemoryReserve::Keep(void* memory) {
+  const size_t granules = malloc_usable_size(memory) / kGranularity;
+  const MemoryLockGuard guard;
+  if (granules == 0 || granules > kSizes || m_bClosed) {
+    SetNext(memory, nullptr);
+    return memory;
+  }
+  void* const given = m_zBytes > kMaxBytes - granules * kGranularity ? MakeRoom(granules) : nullptr;
   SetNext(memory, m_pKept[granules - 1]);
   m_pKept[granules - 1] = memory;
   m_zBytes += granules * kGranularity;

@@ -38,6 +38,7 @@ class MemoryReserve {
   static constexpr size_t kSizes = 256;
 
   void* PopFrom(size_t index) REQUIRES(g_MemoryLock);
+  [[gnu::noinline]] void* MakeRoom(size_t granules) REQUIRES(g_MemoryLock);
 
   bool m_bClosed GUARDED_BY(g_MemoryLock) = false;
   uint32_t m_nHand GUARDED_BY(g_MemoryLock) = 0;  // the size whose memory gave way last

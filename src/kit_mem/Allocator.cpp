@@ -165,7 +165,7 @@ NO_SANITIZE_ADDRESS Claim Allocator::ClaimOf(void* user, bool returned) const {
 }
 
 // Fills the report and counts when the block must not be touched.
-bool Allocator::Verify(Instance& instance, void* user, const Claim& claim, Report& report) {
+Allocator::Verified Allocator::Verify(Instance& instance, void* user, const Claim& claim, Report& report) {
   const Checker& checker = instance.checker;
   const Checker::Verdict verdict = checker.Verify(user, claim);
   bool granted = verdict == Checker::Verdict::kTracked || verdict == Checker::Verdict::kHasNoRecord;
@@ -175,10 +175,15 @@ bool Allocator::Verify(Instance& instance, void* user, const Claim& claim, Repor
   if (granted) {
     const size_t total = TotalOf(claim.dwSize);
     const PoolIndex pool = PoolOf(total);
-    granted = pool == kLargePool ? instance.large.Holds(HeaderOf(user), claim, checker)
-                                 : instance.pageLists[pool].Holds(HeaderOf(user), claim, total);
+    PageDescriptor* page = nullptr;
+    if (pool == kLargePool) {
+      granted = instance.large.Holds(HeaderOf(user), claim, checker);
+    } else {
+      page = instance.pageLists[pool].PageOf(HeaderOf(user), claim, total);
+      granted = page != nullptr;
+    }
+    if (granted) return {.bGranted = true, .pPage = page};
   }
-  if (granted) return true;
   ++instance.ullRefused;
   report.text =
       verdict == Checker::Verdict::kNoSuchIdentifier ? Report::Text::kIdentifier : Report::Text::kAccess;
@@ -186,7 +191,7 @@ bool Allocator::Verify(Instance& instance, void* user, const Claim& claim, Repor
   report.claim = claim;
   report.record =
       claim.dwIdentifier < checker.HighWaterMark() ? checker.RecordOf(claim.dwIdentifier) : CheckerRecord{};
-  return false;
+  return {};
 }
 
 [[gnu::flatten]] void Allocator::Release(void* user, CallKind kind) {
@@ -197,13 +202,13 @@ bool Allocator::Verify(Instance& instance, void* user, const Claim& claim, Repor
   Claim claim = ClaimOf(user, returned);
   const size_t total = TotalOf(std::min<size_t>(claim.dwSize, kMaxSize));
   const PoolIndex pool = PoolOf(total);
-  bool granted = false;
+  Verified verified;
   Report report;
   {
     const platform::MemoryLockGuard guard;
     if (returned) claim = m_Returned.ClaimOf(user);
-    granted = Verify(*instance, user, claim, report);
-    if (granted) {
+    verified = Verify(*instance, user, claim, report);
+    if (verified.bGranted) {
       const uint32_t family = instance->FamilyOf(claim);
       if (family != kFamilyOfCall[kind] && family != kUnknownFamily) {
         ++instance->ullFamilyMismatches;
@@ -217,12 +222,12 @@ bool Allocator::Verify(Instance& instance, void* user, const Claim& claim, Repor
         instance->large.Unlink(HeaderOf(user), total, instance->checker);
         m_Returned.Note(HeaderOf(user));
       } else {
-        instance->pageLists[pool].Release(HeaderOf(user), total, m_Returned);
+        instance->pageLists[pool].Release(*verified.pPage, HeaderOf(user), total, m_Returned);
       }
       instance->checker.Retire(claim);
     }
   }
-  if (granted && pool == kLargePool) LargeBlockPool::Return(HeaderOf(user), total);
+  if (verified.bGranted && pool == kLargePool) LargeBlockPool::Return(HeaderOf(user), total);
   if (report.text != Report::Text::kNone) report.Print();
 }
 
@@ -238,7 +243,7 @@ void* Allocator::Reallocate(void* user, size_t size, CallKind kind) {
   {
     const platform::MemoryLockGuard guard;
     if (returned) claim = m_Returned.ClaimOf(user);
-    granted = Verify(*instance, user, claim, report);
+    granted = Verify(*instance, user, claim, report).bGranted;
   }
   if (!granted) report.Print();
   void* const moved = granted ? Allocate(size, kind) : nullptr;

@@ -48,12 +48,16 @@ class Allocator {
   };
   struct Instance;
   struct Report;
+  struct Verified {
+    bool bGranted = false;
+    PageDescriptor* pPage = nullptr;  // where a granted block lies that is not large
+  };
 
   Instance* Prepare();
   [[gnu::noinline]] Instance* Create();
   void Destroy();
   Claim ClaimOf(void* user, bool returned) const;
-  bool Verify(Instance& instance, void* user, const Claim& claim, Report& report)
+  Verified Verify(Instance& instance, void* user, const Claim& claim, Report& report)
       REQUIRES(platform::g_MemoryLock);
 
   const Limits m_Limits;

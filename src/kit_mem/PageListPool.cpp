@@ -10,17 +10,19 @@ namespace page_list {
 
 namespace {
 
+// By the base-2 logarithm of the block size.
+constexpr uint8_t kBlocksPerPage[] = {0, 0, 0, 0, 0, 128, 64, 64, 64, 64, 64, 64, 64, 32, 32, 16};
+
 constexpr uint32_t BlocksPerPage(uint32_t sizeLog) {
-  const uint32_t blockBytes = 1u << sizeLog;
-  if (blockBytes <= 4096) return std::max(4096 / blockBytes, 64u);
-  return blockBytes <= 16384 ? 32 : 16;
+  return kBlocksPerPage[sizeLog];
 }
 
+// A multiple of 4096, since the smallest block is 32 bytes.
 constexpr size_t PageBytesOf(uint32_t sizeLog) {
-  return ((size_t{BlocksPerPage(sizeLog)} << sizeLog) + 4095) & ~size_t{4095};
+  return size_t{BlocksPerPage(sizeLog)} << sizeLog;
 }
-static_assert(BlocksPerPage(5) == 128 && BlocksPerPage(6) == 64 && BlocksPerPage(12) == 64);
-static_assert(BlocksPerPage(14) == 32 && BlocksPerPage(15) == 16 && PageBytesOf(15) == 0x80000);
+static_assert(PageBytesOf(5) == 4096 && PageBytesOf(6) == 4096 && PageBytesOf(12) == 0x40000);
+static_assert(PageBytesOf(14) == 0x80000 && PageBytesOf(15) == 0x80000);
 
 // link: a slot plus 1.
 BlockHeader* BlockAt(const PageDescriptor& page, uint32_t link) {
@@ -148,24 +150,25 @@ NO_SANITIZE_ADDRESS BlockHeader* PageListPool::Allocate(uint32_t size, size_t to
   }
 }
 
-NO_SANITIZE_ADDRESS bool PageListPool::Holds(BlockHeader* header, const Claim& claim, size_t total) const {
-  if (!IsLink(claim.dwPage)) return false;
-  const PageDescriptor& page = Page(claim.dwPage);
-  if (page.dwMarker != PageDescriptor::kPageMarker || page.bSizeLog != SizeLogOf(total)) return false;
+NO_SANITIZE_ADDRESS PageDescriptor* PageListPool::PageOf(BlockHeader* header, const Claim& claim,
+                                                         size_t total) const {
+  if (!IsLink(claim.dwPage)) return nullptr;
+  PageDescriptor& page = Page(claim.dwPage);
+  if (page.dwMarker != PageDescriptor::kPageMarker || page.bSizeLog != SizeLogOf(total)) return nullptr;
   const size_t offset = reinterpret_cast<uintptr_t>(header) - reinterpret_cast<uintptr_t>(page.Memory());
-  if (offset >> page.bSizeLog >= page.bCarved) return false;
+  if (offset >> page.bSizeLog >= page.bCarved) return nullptr;
   const uint32_t link = LinkOf(page, header);
   const uint32_t previous = header->dwPrevious;
   const uint32_t next = header->dwNext;
-  if (BlockAt(page, link) != header || previous > page.bCarved || next > page.bCarved) return false;
+  if (BlockAt(page, link) != header || previous > page.bCarved || next > page.bCarved) return nullptr;
   const bool linkedBefore = previous != 0 ? BlockAt(page, previous)->dwNext == link : page.nUsed == link;
   const bool linkedBehind = next != 0 ? BlockAt(page, next)->dwPrevious == link : page.wUsedEnd == link;
-  return linkedBefore && linkedBehind;
+  return linkedBefore && linkedBehind ? &page : nullptr;
 }
 
-NO_SANITIZE_ADDRESS void PageListPool::Release(BlockHeader* header, size_t total, ReturnedBlocks& returned) {
+NO_SANITIZE_ADDRESS void PageListPool::Release(PageDescriptor& page, BlockHeader* header, size_t total,
+                                               ReturnedBlocks& returned) {
   const uint32_t pageLink = header->dwPage;
-  PageDescriptor& page = Page(pageLink);
   SizeClass& sizeClass = m_Classes[page.bSizeLog - 1];
   if (IsFull(page)) {
     Unlink(sizeClass.dwFull, page);

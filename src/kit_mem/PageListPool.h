@@ -52,11 +52,12 @@ class PageListPool {
 
   // A block with its header filled but for identifier and key; null when there is no memory or no descriptor.
   BlockHeader* Allocate(uint32_t size, size_t total);
-  // Whether a block that the checker knows lies where its header says, and its links are sound.
-  bool Holds(BlockHeader* header, const Claim& claim, size_t total) const;
-  // Takes back a block that it holds, and returns the page when this was its last block: then its blocks are
+  // The page of a block that the checker knows; null when the block does not lie where its header says, or
+  // its links are not sound.
+  PageDescriptor* PageOf(BlockHeader* header, const Claim& claim, size_t total) const;
+  // Takes back a block of that page, and returns the page when this was its last block: then its blocks are
   // noted in `returned`.
-  void Release(BlockHeader* header, size_t total, ReturnedBlocks& returned);
+  void Release(PageDescriptor& page, BlockHeader* header, size_t total, ReturnedBlocks& returned);
 
   size_t PageBytes() const { return m_zPageBytes; }
   uint32_t Pages() const { return m_dwPages; }
@@ -73,16 +74,17 @@ class PageListPool {
   };
 
   PageDescriptor& Page(uint32_t link) const {
-    return m_pChunks[(link - 1) / kLinksPerChunk][(link - 1) % kLinksPerChunk];
+    return m_pChunks[link / kLinksPerChunk][link % kLinksPerChunk - 1];
   }
   static uint32_t LinkOfDescriptor(uint32_t index) {
     return index / kDescriptorsPerChunk * kLinksPerChunk + index % kDescriptorsPerChunk + 1;
   }
   // Whether a link that anybody may have written names a descriptor that has been carved.
   bool IsLink(uint32_t link) const {
-    const uint32_t slot = (link - 1) % kLinksPerChunk;
-    return link - 1 < kMaxChunks * kLinksPerChunk && slot < kDescriptorsPerChunk &&
-           (link - 1) / kLinksPerChunk * kDescriptorsPerChunk + slot < m_dwCarved;
+    const uint32_t chunk = link / kLinksPerChunk;
+    const uint32_t slot = link % kLinksPerChunk - 1;  // of no link 0: no slot
+    return chunk < kMaxChunks && slot < kDescriptorsPerChunk &&
+           chunk * kDescriptorsPerChunk + slot < m_dwCarved;
   }
   uint32_t TakeDescriptor();
   uint32_t MakePage(uint32_t sizeLog);
