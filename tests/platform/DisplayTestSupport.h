@@ -8,13 +8,12 @@
 #include "platform/DirectDraw.h"
 #include "platform/Owned.h"
 
-// Sets QXSDKP_DISPLAY, null for unset; it counts from the next enumeration on.
+// Sets a variable, null for unset. QXSDKP_DISPLAY counts from the next enumeration on.
+inline void SetVariable(const char* name, const char* value) {
+  value != nullptr ? setenv(name, value, 1) : unsetenv(name);
+}
 inline void ChooseDisplay(const char* value) {
-  if (value != nullptr) {
-    setenv("QXSDKP_DISPLAY", value, 1);
-  } else {
-    unsetenv("QXSDKP_DISPLAY");
-  }
+  SetVariable("QXSDKP_DISPLAY", value);
 }
 
 struct EnumeratedDevice {
@@ -43,34 +42,24 @@ inline Owned<IDirectDraw7> CreateDevice(GUID* guid) {
   return Owned<IDirectDraw7>(static_cast<IDirectDraw7*>(object));
 }
 
-inline DDSURFACEDESC2 EmptyDesc() {
+inline DDSURFACEDESC2 EmptyDesc(DWORD caps = 0) {
   DDSURFACEDESC2 desc = {};
   desc.dwSize = sizeof(desc);
-  return desc;
-}
-
-inline DDSURFACEDESC2 PrimaryDesc() {
-  DDSURFACEDESC2 desc = EmptyDesc();
   desc.dwFlags = DDSD_CAPS;
-  desc.ddsCaps.dwCaps = DDSCAPS_PRIMARYSURFACE;
+  desc.ddsCaps.dwCaps = caps;
   return desc;
 }
-
 inline DDSURFACEDESC2 OffScreenDesc(DWORD width, DWORD height) {
-  DDSURFACEDESC2 desc = EmptyDesc();
-  desc.dwFlags = DDSD_CAPS | DDSD_WIDTH | DDSD_HEIGHT;
-  desc.ddsCaps.dwCaps = DDSCAPS_OFFSCREENPLAIN;
+  DDSURFACEDESC2 desc = EmptyDesc(DDSCAPS_OFFSCREENPLAIN);
+  desc.dwFlags |= DDSD_WIDTH | DDSD_HEIGHT;
   desc.dwWidth = width;
   desc.dwHeight = height;
   return desc;
 }
-
 inline DDSURFACEDESC2 FourCCDesc(DWORD width, DWORD height, DWORD fourCC) {
   DDSURFACEDESC2 desc = OffScreenDesc(width, height);
   desc.dwFlags |= DDSD_PIXELFORMAT;
-  desc.ddpfPixelFormat.dwSize = sizeof(desc.ddpfPixelFormat);
-  desc.ddpfPixelFormat.dwFlags = DDPF_FOURCC | DDPF_YUV;
-  desc.ddpfPixelFormat.dwFourCC = fourCC;
+  desc.ddpfPixelFormat = {sizeof(DDPIXELFORMAT), DDPF_FOURCC | DDPF_YUV, fourCC, {0}, 0, 0, 0, 0};
   return desc;
 }
 
@@ -80,23 +69,20 @@ inline Owned<IDirectDrawSurface7> CreateSurface(IDirectDraw7& device, DDSURFACED
   return surface;
 }
 
-// A device with what a viewer keeps for each screen.
+// A device with what a viewer keeps for each screen. Check `back` for success.
 struct TestScreen {
   Owned<IDirectDraw7> device;
-  Owned<IDirectDrawSurface7> primary;
-  Owned<IDirectDrawSurface7> back;
+  Owned<IDirectDrawSurface7> primary, back;
   Owned<IDirectDrawClipper> clipper;
   DDSURFACEDESC2 desc = EmptyDesc();
 
-  // Check `back` for success.
   explicit TestScreen(GUID* guid) : device(CreateDevice(guid)) {
     if (!device || FAILED(device->SetCooperativeLevel(nullptr, DDSCL_NORMAL | DDSCL_MULTITHREADED))) return;
-    primary = CreateSurface(*device.Get(), PrimaryDesc());
+    primary = CreateSurface(*device.Get(), EmptyDesc(DDSCAPS_PRIMARYSURFACE));
     if (!primary || FAILED(primary->GetSurfaceDesc(&desc))) return;
     if (FAILED(device->CreateClipper(0, clipper.Receive(), nullptr))) return;
     primary->SetClipper(clipper.Get());
     back = CreateSurface(*device.Get(), OffScreenDesc(desc.dwWidth, desc.dwHeight));
   }
-
   HRESULT Show(RECT rect) { return primary->Blt(&rect, back.Get(), &rect, 0, nullptr); }
 };

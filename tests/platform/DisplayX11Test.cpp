@@ -1,6 +1,7 @@
 // The X11 display on a real server: what a window shows, and what happens when windows and servers go away.
 #include <gtest/gtest.h>
 #include <sys/uio.h>
+#include <unistd.h>
 #include <xcb/randr.h>
 #include <xcb/xcb.h>
 #include <xcb/xcbext.h>
@@ -15,14 +16,45 @@
 #include <memory>
 #include <optional>
 #include <thread>
+#include <tuple>
+#include <utility>
 
 #include "platform/posix/X11Reply.h"
 #include "tests/platform/DisplayTestSupport.h"
-#include "tests/platform/XvfbServer.h"
+#include "tests/support/ChildProgram.h"
 
 namespace {
 
 using platform::OwnReply;
+
+// An X server without hardware, with one screen of 1280x1024 pixels, on a display number that was free.
+class XvfbServer {
+ public:
+  explicit XvfbServer(const std::string& withoutExtension)
+      : m_Server("sh", {"-c", "exec Xvfb -displayfd 1 -screen 0 1280x1024x24 -nolisten tcp -noreset " +
+                                  withoutExtension + " 2>/dev/null"}) {
+    m_bStarted = m_Server.ReadUntil("\n");
+    m_Number = m_Server.Output().substr(0, m_Server.Output().find('\n'));
+  }
+  ~XvfbServer() { Kill(); }
+
+  bool IsStarted() const { return m_bStarted; }
+  std::string Display() const { return ":" + m_Number; }
+  // Ends the server without a farewell to its clients.
+  void Kill() {
+    if (!std::exchange(m_bStarted, false)) return;
+    m_Server.Interrupt(SIGKILL);
+    m_Server.Finish();
+    // A killed server leaves these behind.
+    unlink(("/tmp/.X" + m_Number + "-lock").c_str());
+    unlink(("/tmp/.X11-unix/X" + m_Number).c_str());
+  }
+
+ private:
+  ChildProgram m_Server;
+  bool m_bStarted;
+  std::string m_Number;
+};
 
 // The host's own connection, with its windows.
 class HostClient {
@@ -68,15 +100,13 @@ class HostClient {
   void Sync() { OwnReply(xcb_get_input_focus_reply(m_pXcb, xcb_get_input_focus(m_pXcb), nullptr)); }
 
   // 0xRRGGBB at a place of the window.
-  uint32_t Pixel(xcb_window_t window, int16_t x, int16_t y) {
-    const auto cookie = xcb_get_image(m_pXcb, XCB_IMAGE_FORMAT_Z_PIXMAP, window, x, y, 1, 1, ~0u);
+  uint32_t Pixel(xcb_window_t window, LONG x, LONG y) {
+    const auto cookie = xcb_get_image(m_pXcb, XCB_IMAGE_FORMAT_Z_PIXMAP, window, static_cast<int16_t>(x),
+                                      static_cast<int16_t>(y), 1, 1, ~0u);
     const auto image = OwnReply(xcb_get_image_reply(m_pXcb, cookie, nullptr));
-    uint32_t pixel = 0xDEADBEEF;
-    if (image != nullptr) {
-      std::memcpy(&pixel, xcb_get_image_data(image.get()), sizeof(pixel));
-      pixel &= 0xFFFFFF;
-    }
-    return pixel;
+    uint32_t pixel = ~0u;
+    if (image != nullptr) std::memcpy(&pixel, xcb_get_image_data(image.get()), sizeof(pixel));
+    return image != nullptr ? pixel & 0xFFFFFF : pixel;
   }
 
  private:
@@ -131,9 +161,9 @@ bool SetMonitor(xcb_connection_t* xcb, xcb_window_t root, const std::string& nam
 
 class X11DisplayTest : public testing::Test {
  protected:
-  void Start(const char* withoutExtension = nullptr) {
+  void Start(const char* withoutExtension = "") {
     m_Server.emplace(withoutExtension);
-    ASSERT_NE(m_Server->Display(), ":") << "Xvfb does not start";
+    ASSERT_TRUE(m_Server->IsStarted());
     setenv("DISPLAY", m_Server->Display().c_str(), 1);
     ChooseDisplay("x11");
     m_Host.emplace();
@@ -183,7 +213,7 @@ class X11DisplayTest : public testing::Test {
 class X11PictureTest : public X11DisplayTest, public testing::WithParamInterface<bool> {
  protected:
   void SetUp() override {
-    ASSERT_NO_FATAL_FAILURE(Start(GetParam() ? nullptr : "MIT-SHM"));
+    ASSERT_NO_FATAL_FAILURE(Start(GetParam() ? "" : "-extension MIT-SHM"));
     ASSERT_NO_FATAL_FAILURE(OpenScreen());
     std::ifstream mappings("/proc/self/maps");
     const std::string text(std::istreambuf_iterator<char>(mappings), {});
@@ -193,9 +223,7 @@ class X11PictureTest : public X11DisplayTest, public testing::WithParamInterface
   void ExpectShown(xcb_window_t window, LONG left, LONG top, const RECT& shown) {
     for (const LONG x : {shown.left, (shown.left + shown.right) / 2, shown.right - 1}) {
       for (const LONG y : {shown.top, (shown.top + shown.bottom) / 2, shown.bottom - 1}) {
-        EXPECT_EQ(m_Host->Pixel(window, static_cast<int16_t>(x - left), static_cast<int16_t>(y - top)),
-                  DesktopColour(x, y))
-            << x << "," << y;
+        EXPECT_EQ(m_Host->Pixel(window, x - left, y - top), DesktopColour(x, y)) << x << "," << y;
       }
     }
   }
@@ -277,7 +305,7 @@ TEST_P(X11PictureTest, ManyThreadsShowInTheirOwnWindows) {
     const xcb_window_t window = m_Host->CreateWindow(left, 0, 200, 150);
     windows.push_back(window);
     players.emplace_back([this, &failures, left, window] {
-      const auto primary = CreateSurface(*m_pScreen->device.Get(), PrimaryDesc());
+      const auto primary = CreateSurface(*m_pScreen->device.Get(), EmptyDesc(DDSCAPS_PRIMARYSURFACE));
       Owned<IDirectDrawClipper> clipper;
       m_pScreen->device->CreateClipper(0, clipper.Receive(), nullptr);
       clipper->SetHWnd(0, Handle(window));
@@ -313,12 +341,12 @@ TEST_F(X11DisplayTest, HasAScreenForEveryMonitor) {
 
   ASSERT_EQ(EnumerateDevices(m_Devices), DD_OK);
   ASSERT_EQ(m_Devices.size(), 3u);
-  EXPECT_EQ(m_Devices[1].description, "left");
-  EXPECT_EQ(m_Devices[1].info.rcMonitor.right, 680);
-  EXPECT_EQ(m_Devices[1].info.dwFlags, MONITORINFOF_PRIMARY);
-  EXPECT_EQ(m_Devices[2].description, "right");
-  EXPECT_EQ(m_Devices[2].info.rcMonitor.left, 680);
-  EXPECT_EQ(m_Devices[2].info.rcWork.left, 680);
+  EXPECT_EQ(
+      std::tuple(m_Devices[1].description, m_Devices[1].info.rcMonitor.right, m_Devices[1].info.dwFlags),
+      std::tuple("left", 680, MONITORINFOF_PRIMARY));
+  EXPECT_EQ(
+      std::tuple(m_Devices[2].description, m_Devices[2].info.rcMonitor.left, m_Devices[2].info.rcWork.left),
+      std::tuple("right", 680, 680));
 
   // A window across both: each screen shows its part.
   const xcb_window_t window = m_Host->CreateWindow(600, 100, 200, 100);
@@ -349,9 +377,8 @@ TEST_F(X11DisplayTest, SendsMessagesToTheWindowsOwner) {
       xcb_intern_atom_reply(m_Host->Xcb(), xcb_intern_atom(m_Host->Xcb(), 1, 14, "QXSDKP_MESSAGE"), nullptr));
   ASSERT_NE(name, nullptr);
   EXPECT_TRUE(message.type == name->atom && message.format == 32 && message.window == window);
-  EXPECT_EQ(message.data.data32[0], 0x0401u);
-  EXPECT_EQ(message.data.data32[1], 511u);
-  EXPECT_EQ(message.data.data32[2], 2u);
+  const auto& data = message.data.data32;
+  EXPECT_TRUE(data[0] == 0x0401 && data[1] == 511 && data[2] == 2);
   MSG queued;
   EXPECT_FALSE(PeekMessageA(&queued, nullptr, 0, 0, PM_REMOVE));
   m_Host->Destroy(window);

@@ -13,6 +13,7 @@
 #include <ctime>
 #include <future>
 #include <thread>
+#include <tuple>
 
 #include "platform/posix/SigpipeBlock.h"
 #include "tests/support/TempDir.h"
@@ -27,9 +28,9 @@ TEST(KernelFiles, ReportWhyTheyFail) {
   std::fclose(file);
   EXPECT_EQ(GetFileAttributesA((temp / "here").c_str()), FILE_ATTRIBUTE_NORMAL);
   EXPECT_EQ(GetFileAttributesA(temp.Path().c_str()), FILE_ATTRIBUTE_DIRECTORY);
+  EXPECT_EQ(GetFileAttributesA((temp / "missing").c_str()), INVALID_FILE_ATTRIBUTES);
   EXPECT_FALSE(CreateDirectoryA(temp.Path().c_str(), nullptr));
   EXPECT_EQ(GetLastError(), static_cast<DWORD>(EEXIST));
-  EXPECT_EQ(GetFileAttributesA((temp / "missing").c_str()), INVALID_FILE_ATTRIBUTES);
   EXPECT_EQ(PlatformOpenFile((temp / std::string(10'000, 'x')).c_str(), "w"), nullptr);
   EXPECT_EQ(errno, ENAMETOOLONG);
   EXPECT_EQ(PlatformOpenFile(nullptr, "r"), nullptr);
@@ -42,14 +43,10 @@ TEST(KernelTime, LocalTimeIsTheWallClock) {
   tm local{};
   local.tm_year = now.wYear - 1900;
   local.tm_mon = now.wMonth - 1;
-  local.tm_mday = now.wDay;
-  local.tm_hour = now.wHour;
-  local.tm_min = now.wMinute;
-  local.tm_sec = now.wSecond;
-  local.tm_isdst = -1;
+  std::tie(local.tm_mday, local.tm_hour) = std::tuple(now.wDay, now.wHour);
+  std::tie(local.tm_min, local.tm_sec, local.tm_isdst) = std::tuple(now.wMinute, now.wSecond, -1);
   const time_t read = mktime(&local);
-  EXPECT_GE(read, before);
-  EXPECT_LE(read, time(nullptr));
+  EXPECT_TRUE(before <= read && read <= time(nullptr));
   EXPECT_EQ(now.wDayOfWeek, local.tm_wday);
   EXPECT_LT(now.wMilliseconds, 1000);
 }

@@ -1,4 +1,5 @@
-// The pump pass by pass, with a PCM device and a clock that the test holds.
+// The pump pass by pass, with a PCM device and a clock that the test holds. What is heard of it stands in
+// AlsaSound_test.cpp and tests/sound.
 #include "platform/posix/SoundPump.h"
 
 #include <gtest/gtest.h>
@@ -20,14 +21,12 @@ constexpr uint32_t kLag = 80;     // 10 ms
 
 // A card that does what the test says, and outlives its openings.
 struct Card final : PcmOpener {
-  bool bAbsent = false;
   bool bGone = false;            // from now on every call finds it gone
   uint32_t nTakes = UINT32_MAX;  // at most so many frames a write
   bool bSwallows = false;        // consumes at once, like a file
   uint32_t nHeld = 0;            // given and not played
   uint32_t nExtraDelay = 0;      // of a sound server
   std::vector<int16_t> sound;    // all that it was given
-  int nOpens = 0;
   int nLive = 0;
 
   void Play(uint32_t frames) { nHeld -= std::min(nHeld, frames); }
@@ -47,9 +46,8 @@ class CardPcm final : public PcmDevice {
   int32_t Write(const uint8_t* sound, uint32_t frames) override {
     if (m_Card.bGone) return -1;
     const uint32_t taken = std::min(frames, m_Card.nTakes);
-    const size_t before = m_Card.sound.size();
-    m_Card.sound.resize(before + taken);
-    std::memcpy(m_Card.sound.data() + before, sound, taken * sizeof(int16_t));
+    const auto* const first = reinterpret_cast<const int16_t*>(sound);
+    m_Card.sound.insert(m_Card.sound.end(), first, first + taken);
     if (!m_Card.bSwallows) m_Card.nHeld += taken;
     return static_cast<int32_t>(taken);
   }
@@ -59,20 +57,19 @@ class CardPcm final : public PcmDevice {
 };
 
 std::unique_ptr<PcmDevice> Card::Open(const SoundFormat&) {
-  ++nOpens;
-  return bAbsent ? nullptr : std::make_unique<CardPcm>(*this);
+  return std::make_unique<CardPcm>(*this);
 }
 
 class SoundPumpTest : public testing::Test {
  protected:
-  // Frame number n of the loop has the value n.
   SoundPumpTest() {
     EXPECT_TRUE(m_Loop.Create(kFormat, kFrames * 2));
-    for (uint32_t i = 0; i < kFrames; ++i) {
+    for (uint32_t i = 0; i < kFrames; ++i) {  // frame number n of the loop has the value n
       const auto value = static_cast<int16_t>(i);
       std::memcpy(m_Loop.Draft() + i * 2, &value, 2);
     }
     EXPECT_TRUE(m_Loop.Publish(m_Loop.Draft(), kFrames * 2));
+    m_Pump.Begin(0);
   }
   void PassAfter(uint32_t ms) {
     m_Clock.Advance(ms);
@@ -80,11 +77,6 @@ class SoundPumpTest : public testing::Test {
   }
   uint32_t Heard() { return m_Pump.Position().play / 2; }
   uint32_t Taken() { return m_Pump.Position().write / 2; }
-  void ExpectInOrder(uint32_t first, uint32_t frames) {
-    ASSERT_EQ(m_Card.sound.size(), frames);
-    for (uint32_t i = 0; i < frames; ++i)
-      ASSERT_EQ(m_Card.sound[i], static_cast<int16_t>((first + i) % kFrames)) << i;
-  }
 
   ManualClock m_Clock;
   Card m_Card;
@@ -92,37 +84,8 @@ class SoundPumpTest : public testing::Test {
   SoundPump m_Pump{m_Loop, m_Card};
 };
 
-// The audio viewer feeds 40 ms at a time, and believes that what it has queued beyond the play cursor is
-// still to be read.
-TEST_F(SoundPumpTest, WhatIsFedWithLittleQueuedIsHeard) {
-  constexpr uint32_t kChunk = 320;  // 40 ms
-  uint32_t fed = 0;
-  const auto feed = [&] {
-    for (uint32_t i = 0; i < kChunk; ++i, ++fed) {
-      const auto value = static_cast<int16_t>(fed);
-      uint8_t* const frame = m_Loop.Draft() + fed % kFrames * 2;
-      std::memcpy(frame, &value, 2);
-      ASSERT_TRUE(m_Loop.Publish(frame, 2));
-    }
-  };
-  for (int i = 0; i < 3; ++i)
-    feed();
-  m_Pump.Begin(0);
-  for (int pass = 0; pass < 1000; ++pass) {
-    m_Pump.Pass();
-    while ((fed + kFrames - Heard()) % kFrames <= kChunk)
-      feed();
-    m_Card.Play(80);
-    m_Clock.Advance(10);
-  }
-  ASSERT_GE(m_Card.sound.size(), 1000u * 80);
-  for (size_t i = 0; i < m_Card.sound.size(); ++i)
-    ASSERT_EQ(m_Card.sound[i], static_cast<int16_t>(i)) << i;
-}
-
 TEST_F(SoundPumpTest, TheCursorNeverGoesBack) {
   std::mt19937 random(3);
-  m_Pump.Begin(0);
   m_Pump.Pass();
   uint32_t last = Heard();
   for (int pass = 0; pass < 5000; ++pass) {
@@ -138,7 +101,6 @@ TEST_F(SoundPumpTest, TheCursorNeverGoesBack) {
 }
 
 TEST_F(SoundPumpTest, AJumpLeavesNoGapInWhatIsHeard) {
-  m_Pump.Begin(0);
   m_Pump.Pass();
   m_Card.Play(80);
   m_Clock.Advance(10);
@@ -152,25 +114,6 @@ TEST_F(SoundPumpTest, AJumpLeavesNoGapInWhatIsHeard) {
   EXPECT_EQ(m_Card.sound[kAhead], static_cast<int16_t>(kAhead + 320));
   m_Pump.Seek(0);
   EXPECT_EQ(Heard(), 0u);
-}
-
-TEST_F(SoundPumpTest, SilenceStandsInForAMissingDevice) {
-  m_Card.bAbsent = true;
-  m_Pump.Begin(0);
-  for (int pass = 0; pass < 99; ++pass)
-    PassAfter(10);
-  EXPECT_EQ(m_Card.nOpens, 1);
-  EXPECT_EQ(Heard(), 990u * 8 % kFrames);
-  PassAfter(20);
-  EXPECT_EQ(m_Card.nOpens, 2);
-  m_Card.bAbsent = false;
-  PassAfter(990);
-  EXPECT_EQ(m_Card.nOpens, 2);
-  const uint32_t position = Heard();
-  PassAfter(10);
-  EXPECT_EQ(m_Card.nOpens, 3);
-  ExpectInOrder(position, kAhead);
-  EXPECT_FALSE(m_Pump.TakeLoss()) << "it was never there";
 }
 
 TEST_F(SoundPumpTest, ADeviceThatGoesOrTakesNothingForASecondIsLostAndFoundAgain) {
@@ -208,7 +151,6 @@ TEST_F(SoundPumpTest, ADeviceThatGoesOrTakesNothingForASecondIsLostAndFoundAgain
 
 TEST_F(SoundPumpTest, ADeviceThatSwallowsEverythingIsHeldToTheClock) {
   m_Card.bSwallows = true;
-  m_Pump.Begin(0);
   for (int pass = 0; pass < 1000; ++pass) {
     PassAfter(1);
     m_Pump.Pass();

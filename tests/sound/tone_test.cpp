@@ -1,6 +1,5 @@
 // A tone goes in as each codec and file carries it, through the whole library and ALSA, and what comes out of
 // ALSA's file PCM is measured: frequency, level, gaps.
-#include <dlfcn.h>
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -10,7 +9,6 @@
 #include <fstream>
 #include <iterator>
 #include <numeric>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -77,18 +75,11 @@ class Clock : public ManualClock {
 class Tone : public testing::TestWithParam<Source> {
  protected:
   Tone() {
-    std::ofstream(m_Dir / "asound.conf")
-        << "pcm.plug { @args [ SLAVE ] @args.SLAVE { type string } type plug slave.pcm $SLAVE }\n"
-        << "pcm_type.faulty { lib \"" << FAULTY_CARD << "\" }\n"
-        << "pcm.faulty { type faulty }\n"
-        << "pcm.recorder { type file slave.pcm faulty format raw file \"" << m_Dir / "heard"
-        << "\" }\n";
-    setenv("ALSA_CONFIG_PATH", (m_Dir / "asound.conf").c_str(), 1);
+    m_pCard = UseFaultyCard(
+        FAULTY_CARD, m_Dir / "asound.conf",
+        "pcm.recorder { type file slave.pcm faulty format raw file \"" + (m_Dir / "heard") + "\" }\n");
     setenv("QXSDKP_SOUND", "alsa:recorder", 1);
     setenv("QXSDKP_DISPLAY", "headless", 1);
-    void* library = dlopen(FAULTY_CARD, RTLD_NOW);
-    if (library == nullptr) throw std::runtime_error(dlerror());
-    m_pCard = static_cast<FaultyCard*>(dlsym(library, "faulty_card"));
     m_pCard->llGiven = m_pCard->llPlayed = 0;  // of an earlier test
     EXPECT_EQ(QXSP_InitSDK(), 1);
     m_nPlayer = static_cast<uint32_t>(QXSP_CreatePlayer());

@@ -9,7 +9,10 @@ HRESULT ScriptedSound::Call(const std::string& name, const std::string& argument
   const std::lock_guard lock(m_Mutex);
   if (name != "GetCurrentPosition") m_Calls += (m_Calls.empty() ? "" : "; ") + name + arguments;
   const auto failure = m_Failures.find(name);
-  if (failure == m_Failures.end() || failure->second.times == 0) return effect(m_State);
+  if (failure == m_Failures.end() || failure->second.times == 0) {
+    effect(m_State);
+    return DS_OK;
+  }
   --failure->second.times;
   return failure->second.code;
 }
@@ -23,27 +26,10 @@ std::string Arguments(Numbers... numbers) {
   return ((" " + std::to_string(numbers)) + ...);
 }
 
-HRESULT Nothing(State&) {
-  return DS_OK;
-}
+void Nothing(State&) {}
 
 auto SetPlaying(bool playing) {
-  return [playing](State& state) {
-    state.bPlaying = playing;
-    return DS_OK;
-  };
-}
-
-HRESULT LockIn(State& state, DWORD offset, DWORD bytes, LPVOID* part1, DWORD* bytes1, LPVOID* part2,
-               DWORD* bytes2) {
-  const auto size = static_cast<DWORD>(state.memory.size());
-  if (offset >= size || bytes == 0 || bytes > size) return DSERR_INVALIDPARAM;
-  bytes = std::min(bytes, state.nLockLimit);
-  *part1 = state.memory.data() + offset;
-  *bytes1 = std::min(bytes, size - offset);
-  *bytes2 = bytes - *bytes1;
-  *part2 = *bytes2 != 0 ? state.memory.data() : nullptr;
-  return DS_OK;
+  return [playing](State& state) { state.bPlaying = playing; };
 }
 
 }  // namespace
@@ -58,26 +44,28 @@ class ScriptedSoundBuffer final : public IDirectSoundBuffer {
     return 0;
   }
   HRESULT GetCurrentPosition(DWORD* playCursor, DWORD* writeCursor) override {
-    return m_Sound.Call("GetCurrentPosition", "", [=](State& state) {
-      *playCursor = *writeCursor = state.nPlayCursor;
-      return DS_OK;
-    });
+    return m_Sound.Call("GetCurrentPosition", "",
+                        [=](State& state) { *playCursor = *writeCursor = state.nPlayCursor; });
   }
+  // At most as much as the script allows.
   HRESULT Lock(DWORD offset, DWORD bytes, LPVOID* part1, DWORD* bytes1, LPVOID* part2, DWORD* bytes2,
                DWORD flags) override {
-    if (flags != 0) return DSERR_INVALIDPARAM;
+    const auto size = static_cast<DWORD>(m_Sound.Look().memory.size());
+    if (flags != 0 || offset >= size || bytes == 0 || bytes > size) return DSERR_INVALIDPARAM;
     return m_Sound.Call("Lock", Arguments(offset) + "+" + std::to_string(bytes), [=](State& state) {
-      return LockIn(state, offset, bytes, part1, bytes1, part2, bytes2);
+      const DWORD given = std::min(bytes, state.nLockLimit);
+      *part1 = state.memory.data() + offset;
+      *bytes1 = std::min(given, size - offset);
+      *bytes2 = given - *bytes1;
+      *part2 = *bytes2 != 0 ? state.memory.data() : nullptr;
     });
   }
   HRESULT Play(DWORD reserved, DWORD priority, DWORD flags) override {
     return m_Sound.Call("Play", Arguments(reserved, priority, flags), SetPlaying(true));
   }
   HRESULT SetCurrentPosition(DWORD position) override {
-    return m_Sound.Call("SetCurrentPosition", Arguments(position), [=](State& state) {
-      state.nPlayCursor = position;
-      return DS_OK;
-    });
+    return m_Sound.Call("SetCurrentPosition", Arguments(position),
+                        [=](State& state) { state.nPlayCursor = position; });
   }
   HRESULT Stop() override { return m_Sound.Call("Stop", "", SetPlaying(false)); }
   HRESULT Unlock(LPVOID, DWORD bytes1, LPVOID, DWORD bytes2) override {
@@ -108,7 +96,6 @@ class ScriptedSoundDevice final : public IDirectSound8 {
       state.nPlayCursor = 0;
       *buffer = new ScriptedSoundBuffer(m_Sound);
       ++state.nBuffers;
-      return DS_OK;
     });
   }
   HRESULT SetCooperativeLevel(HWND window, DWORD level) override {
@@ -148,6 +135,5 @@ HRESULT ScriptedSound::CreateDevice(LPDIRECTSOUND8* device) {
   return Call("CreateDevice", "", [=, this](State& state) {
     *device = new ScriptedSoundDevice(*this);
     ++state.nDevices;
-    return DS_OK;
   });
 }

@@ -102,10 +102,10 @@ Recorded Read(const std::string& name) {
 
 class RecordingTest : public testing::Test {
  protected:
-  void Begin(uint32_t framesPerSecond = 25) {
+  void Begin(uint32_t framesPerSecond = 25, uint32_t mostSeconds = 0) {
     ASSERT_TRUE(m_Writer.Open(m_strName, {.width = 64, .height = 48, .framesPerSecond = framesPerSecond}));
     m_TimeLine.emplace(framesPerSecond, 60'000'000);
-    m_Recording.emplace(m_Writer, *m_TimeLine, true, 0);
+    m_Recording.emplace(m_Writer, *m_TimeLine, true, mostSeconds);
   }
   void Video(int64_t timeMs) {
     const uint32_t place = m_TimeLine->Place(timeMs * 1000);
@@ -161,6 +161,13 @@ TEST_F(RecordingTest, MissingSoundIsSilence) {
   EXPECT_EQ(recorded.kinds, "Kaaaaaavavavavvvvvvvav");
   EXPECT_THAT(Blocks(recorded), ElementsAre(128, 128, 128, 1, 128, 128, 128, 2, 3, 128));
   EXPECT_EQ(recorded.info.nFrameRateNum, 30u);
+}
+
+TEST_F(RecordingTest, APictureStaysForItsSoundUntilTheLimit) {
+  Begin(25, 2);
+  Video(0);
+  Sound(0, 75, 1);
+  EXPECT_EQ(End().kinds.size(), 100u);
 }
 
 TEST_F(RecordingTest, AFileThatAppearsMeanwhileStays) {
