@@ -3,18 +3,15 @@
 //
 //   ScriptedDisplay display({{.monitor = {0, 0, 1920, 1080}, .work = {0, 0, 1920, 1040}}});
 //   display.Fail(DisplayCall::Blt, DisplayPart::Back, DDERR_GENERIC);   // the next copy onto a back surface
-//   display.Crash(DisplayCall::Lock, DisplayPart::OffScreen);           // the next lock of an off-screen
-//   surface display.Lose(DisplayPart::Primary, ScriptedDisplay::kForEver);
+//   display.Lose(DisplayPart::Primary, ScriptedDisplay::kForEver);
 //
 // It is the platform's display from its construction to its destruction; everything created on it must be
-// released before. Unscripted calls succeed as the real ones would, and misuse is answered like there: a
-// second lock and a copy to or from a locked surface are DDERR_SURFACEBUSY, an empty rectangle and one
-// outside the source DDERR_INVALIDRECT, a size that is not positive DDERR_INVALIDPARAMS. Copies move no
-// pixels. Any thread.
+// released before. Unscripted calls succeed as the real ones would, and misuse is answered like there. Copies
+// move no pixels. Any thread.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
-#include <deque>
 #include <mutex>
 #include <optional>
 #include <set>
@@ -24,7 +21,6 @@
 
 enum class DisplayCall {
   Enumerate,
-  MonitorInfo,
   CreateDevice,
   SetCooperativeLevel,
   CreateSurface,  // on the part that it creates
@@ -37,7 +33,6 @@ enum class DisplayCall {
   Blt,  // on the target's part
   SetHWnd,
   Post,
-  Release,  // cannot be scripted
 };
 
 // What a call is made on. A surface made with the display's own pixel format is a back surface.
@@ -52,24 +47,22 @@ struct ScriptedMonitor {
 struct DisplayRecord {
   DisplayCall call;
   DisplayPart part;
-  int screen =
-      -1;  // index of the monitor; -1: the driver, or the default device of a display without monitors
+  int screen = -1;  // index of the monitor; -1: the driver, or the device of a display without monitors
   HRESULT result = DD_OK;
   RECT target = {};    // Blt; Lock: the locked rectangle
   RECT source = {};    // Blt
   uint32_t width = 0;  // CreateSurface, pixels
   uint32_t height = 0;
-  DDPIXELFORMAT format = {};   // CreateSurface
-  DWORD flags = 0;             // SetCooperativeLevel, Lock, Blt
-  HWND window = nullptr;       // SetHWnd, Post
+  DWORD fourCC = 0;            // CreateSurface
+  DWORD flags = 0;             // SetCooperativeLevel, Lock
+  HWND window = nullptr;       // SetHWnd
   bool defaultDevice = false;  // CreateDevice without an identifier
 };
 
 class ScriptedDisplay final : public platform::DisplayDriver {
  public:
   static constexpr int kForEver = -1;
-  static constexpr int kLastError =
-      13;  // what GetLastError() says after a scripted failure or a lost surface
+  static constexpr int kLastError = 13;  // GetLastError() after a failure or a lost surface
 
   // One device per monitor, after the display driver's own entry without identifier. No monitors: no devices,
   // and the default device's screen has 1280 x 1024 pixels.
@@ -78,8 +71,8 @@ class ScriptedDisplay final : public platform::DisplayDriver {
 
   // The `nth` matching call from now on, and `times` in all from there, answer `code` and do nothing else.
   void Fail(DisplayCall call, DisplayPart part, HRESULT code, int nth = 1, int times = 1);
-  // The `nth` matching call from now on ends in an access violation, after it has taken effect.
-  void Crash(DisplayCall call, DisplayPart part, int nth = 1);
+  // The next matching call ends in an access violation, after it has taken effect.
+  void Crash(DisplayCall call, DisplayPart part);
   // Surfaces of this part are lost: locks, and copies to or from them, answer DDERR_SURFACELOST until
   // Restore() has been called `restores` times on such a surface.
   void Lose(DisplayPart part, int restores = 1);
@@ -91,18 +84,18 @@ class ScriptedDisplay final : public platform::DisplayDriver {
   std::vector<DisplayRecord> Records(DisplayCall call, DisplayPart part) const;
   void ForgetRecords();
 
-  int LiveObjects() const;  // created and not yet released
-  int LockedSurfaces() const;
+  int LiveObjects() const { return m_nObjects; }  // created and not yet released
+  int LockedSurfaces() const { return m_nLocks; }
   // What lay in the last surface that was unlocked: pitch x rows, rows being 3/2 of the height for 4:2:0.
   std::vector<uint8_t> LastWritten() const;
-  int32_t LastPitch() const;
+  int32_t LastPitch() const { return m_nLastPitch; }
 
   // platform::DisplayDriver
   HRESULT Enumerate(LPDDENUMCALLBACKEXA callback, void* context) override;
   HRESULT CreateDevice(const GUID* guid, LPDIRECTDRAW7* device) override;
   BOOL MonitorInfo(HMONITOR monitor, MONITORINFO* info) override;
   BOOL Post(HWND window, UINT message, WPARAM wParam, LPARAM lParam) override;
-  BOOL Peek(MSG* message) override;
+  BOOL Peek(MSG*) override { return FALSE; }
 
  private:
   friend class ScriptedDevice;
@@ -117,32 +110,21 @@ class ScriptedDisplay final : public platform::DisplayDriver {
     HRESULT code;
     bool crash;
   };
-  // What the scripts say about one call.
-  struct Verdict {
-    HRESULT code = DD_OK;
-    bool crash = false;
-  };
 
-  Verdict Judge(DisplayCall call, DisplayPart part);
-  // Records the call, crashes if its script says so, and returns its result.
-  HRESULT Finish(const Verdict& verdict, DisplayRecord record);
-  bool IsLost(DisplayPart part) const;
-  bool IsRefused(uint32_t pixelFormat) const;
-  void Count(int objects, int locks);
-  RECT ScreenRect(int screen) const;
+  // Answers what the scripts say, else what `effect` answers under the lock; records the call, and crashes
+  // holding nothing: whoever guards against it loses what the call holds.
+  template <typename Effect>
+  HRESULT Call(DisplayRecord record, Effect effect);
 
   const std::vector<ScriptedMonitor> m_Monitors;
   platform::DisplayDriver* const m_pEarlier;
+  std::atomic<int> m_nObjects{0}, m_nLocks{0}, m_nLastPitch{0};
 
-  mutable std::mutex m_Mutex;
+  mutable std::recursive_mutex m_Mutex;  // guards all of the following; an enumeration calls back
   std::vector<Script> m_Scripts;
   std::vector<DisplayRecord> m_Records;
   std::set<uint32_t> m_Refused;  // pixel formats
   std::optional<DisplayPart> m_LostPart;
   int m_nRestores = 0;  // that it takes to find the lost surface again
-  int m_nObjects = 0;
-  int m_nLocks = 0;
   std::vector<uint8_t> m_LastWritten;
-  int32_t m_nLastPitch = 0;
-  std::deque<MSG> m_Messages;
 };

@@ -4,7 +4,8 @@
 #include <functional>
 
 #include "tests/viewer/ViewerFixture.h"
-#include "video/VideoViewer.h"
+#include "video/PresentationGeometry.h"
+#include "video/SurfaceFormat.h"
 
 using testing::ElementsAre;
 
@@ -146,11 +147,9 @@ TEST_F(ViewerFaultsTest, ScreensThatWereNeverStarted) {
 TEST_F(ViewerFaultsTest, ACrashCostsOnePictureAndLeavesNothingLocked) {
   using enum DisplayPart;
   const std::function<void()> crashes[] = {
-      [&] { display.Crash(DisplayCall::Lock, OffScreen); },
       [&] { display.Crash(DisplayCall::Unlock, OffScreen); },
       [&] { display.Crash(DisplayCall::SetHWnd, Clipper); },
       [&] { display.Crash(DisplayCall::Blt, Back); },
-      [&] { display.Crash(DisplayCall::Blt, Primary); },
       [&] { display.Crash(DisplayCall::CreateSurface, OffScreen); },
       [&] { notification::SetCallBack(nullptr, nullptr, CrashingCallback, nullptr); },
       [&] { notification::SetCallBack(nullptr, nullptr, nullptr, CrashingCallback); },
@@ -162,8 +161,7 @@ TEST_F(ViewerFaultsTest, ACrashCostsOnePictureAndLeavesNothingLocked) {
     crash();
     EXPECT_TRUE(Show(picture));
     EXPECT_EQ(display.LockedSurfaces(), 0);
-    const auto copies = Copies(Primary);
-    EXPECT_EQ(copies.empty(), &crash != &crashes[4]) << "the fifth crashes in the copy itself";
+    EXPECT_TRUE(Copies(Primary).empty());
     notification::SetCallBack(nullptr, nullptr, nullptr, nullptr);
     EXPECT_TRUE(Show(picture));
     EXPECT_EQ(Copies(Primary).size(), 1u);
@@ -190,10 +188,8 @@ TEST_F(ViewerFaultsTest, PicturesWithoutPlanesAreRefused) {
     // Of a format that nothing is known of, what lies in the surface is copied.
     EXPECT_EQ(Copies(DisplayPart::Primary).size(), row.shown ? 1u : 0u);
   }
-  timings.waitgloballock = 99;
   EXPECT_FALSE(viewer->ShowFrame(nullptr, picture.strides, QPF_YV12, 704, 576, timings));
   EXPECT_FALSE(viewer->ShowFrame(picture.planes, nullptr, QPF_YV12, 704, 576, timings));
-  EXPECT_DOUBLE_EQ(timings.waitgloballock, 99);
 }
 
 TEST_F(ViewerFaultsTest, AbsurdSizesAndRectanglesAreSafe) {
@@ -205,10 +201,36 @@ TEST_F(ViewerFaultsTest, AbsurdSizesAndRectanglesAreSafe) {
       EXPECT_TRUE(viewer->ShowFrame(picture.planes, picture.strides, format, width, height, timings));
     EXPECT_EQ(display.LiveObjects(), screenObjects);
   }
-  for (const RECT& place :
-       {RECT{INT_MIN, INT_MIN, INT_MAX, INT_MAX}, RECT{-1, -1, INT_MAX, 1}, RECT{5, 5, 6, 6}, kWindow}) {
-    EnableMain(place);
-    EXPECT_TRUE(Show(picture));
+  EnableMain({INT_MIN, INT_MIN, INT_MAX, INT_MAX});
+  EXPECT_TRUE(Show(picture));
+}
+
+TEST(SurfacePlanes, MustHoldThePicture) {
+  uint8_t memory[64];
+  DDSURFACEDESC2 locked = EmptySurfaceDesc();
+  locked.lpSurface = memory;
+  SurfacePlanes planes;
+  const auto fits = [&](uint32_t format, LONG pitch, int32_t width, int32_t height) {
+    locked.lPitch = pitch;
+    return LaySurfacePlanes(locked, format, width, height, planes);
+  };
+  for (const auto& [format, pitch] :
+       {std::pair{QPF_XRGB, 64}, {QPF_YUYV, 32}, {QPF_YV12, 16}, {QPF_NV12, 16}}) {
+    EXPECT_TRUE(fits(format, pitch, 16, 4));
+    EXPECT_FALSE(fits(format, pitch - 1, 16, 4) || fits(format, -pitch, 16, 4));
+    EXPECT_FALSE(fits(format, pitch, INT_MAX, 4) || fits(format, pitch, 16, -4));
   }
-  EXPECT_EQ(Copies(DisplayPart::Primary).size(), 1u);
+  EXPECT_FALSE(fits(0, 64, 16, 4));
+  locked.lpSurface = nullptr;
+  EXPECT_FALSE(fits(QPF_XRGB, 64, 16, 4));
+}
+
+TEST(PresentationGeometry, NeverOverflows) {
+  constexpr RECT kAll = {INT_MIN, INT_MIN, INT_MAX, INT_MAX};
+  EXPECT_EQ(WindowOnScreen(kAll, {-9, 100, 0, 200}), (RECT{INT_MIN + 9, INT_MIN, INT_MAX, INT_MAX - 100}));
+  EXPECT_EQ(SourceOnSurface({-3, 0, INT_MIN, 9}, UINT_MAX, true),
+            (RECT{-1, 0, INT_MIN / 2, INT_MIN / 2 + 5}));
+  EXPECT_EQ(SourceOnSurface({0, 0, 1920, 1088}, 17, false), (RECT{0, 0, 1903, 1080})) << "half of 17 is 8";
+  EXPECT_EQ(ZoomedIn({INT_MAX, INT_MAX, 0, 0}, 704, 576, 704, 576, INT_MAX - 1),
+            (RECT{INT_MAX, INT_MAX, 704, 576}));
 }

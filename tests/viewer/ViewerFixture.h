@@ -78,6 +78,13 @@ class ViewerFixture : public testing::Test {
   std::vector<DisplayRecord> Copies(DisplayPart target) const {
     return display.Records(DisplayCall::Blt, target);
   }
+  // Source and target of each copy onto this part.
+  std::vector<std::pair<RECT, RECT>> Copied(DisplayPart target) const {
+    std::vector<std::pair<RECT, RECT>> rects;
+    for (const DisplayRecord& copy : Copies(target))
+      rects.emplace_back(copy.source, copy.target);
+    return rects;
+  }
 
   ManualClock seam;
   ScriptedDisplay display;
