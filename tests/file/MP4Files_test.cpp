@@ -3,10 +3,9 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
-#include <array>
 #include <filesystem>
 #include <functional>
-#include <set>
+#include <utility>
 
 #include "codecs/qmp4pkg/QdxIndex.h"
 #include "decode/Decoder.h"
@@ -14,9 +13,15 @@
 #include "qmp4pkg.h"
 #include "src/kitc/Log.h"
 #include "tests/decode/Clips.h"
+#include "tests/support/NalUnits.h"
 #include "tests/support/TempDir.h"
 
 namespace {
+
+Bytes ReadFile(const std::string& name) {
+  std::ifstream file(name, std::ios::binary);
+  return Bytes(std::istreambuf_iterator<char>(file), {});
+}
 
 void WriteFile(const std::string& name, const Bytes& bytes, std::ios::openmode mode = std::ios::trunc) {
   std::ofstream file(name, std::ios::binary | mode);
@@ -59,17 +64,6 @@ bool IsIndexed(const std::string& name) {
   return check.nMode == 0;
 }
 
-// A box: contents, or boxes.
-struct Box {
-  std::string type;
-  Bytes body;
-  std::vector<Box> boxes;
-
-  Box& At(const std::string& name) {
-    return *std::find_if(boxes.begin(), boxes.end(), [&](const Box& box) { return box.type == name; });
-  }
-  Box& Table() { return At("moov").At("trak").At("mdia").At("minf").At("stbl"); }  // of the first track
-};
 uint32_t Word(const Bytes& bytes, size_t at) {
   return uint32_t{bytes[at]} << 24 | uint32_t{bytes[at + 1]} << 16 | uint32_t{bytes[at + 2]} << 8 |
          bytes[at + 3];
@@ -78,42 +72,22 @@ void Append(Bytes& bytes, uint64_t value, int size) {
   for (int shift = 8 * (size - 1); shift >= 0; shift -= 8)
     bytes.push_back(static_cast<uint8_t>(value >> shift));
 }
-Box Parse(const std::string& type, const Bytes& body) {
-  static const std::set<std::string> kContainers = {"", "moov", "trak", "mdia", "minf", "stbl", "edts"};
-  Box box = {type, {}, {}};
-  if (!kContainers.contains(type)) box.body = body;
-  for (size_t at = 0; kContainers.contains(type) && at < body.size(); at += Word(body, at)) {
-    const auto begin = body.begin() + static_cast<ptrdiff_t>(at);
-    box.boxes.push_back(Parse(std::string(begin + 4, begin + 8), Bytes(begin + 8, begin + Word(body, at))));
+// Changes type and body of every box at `path` ("moov/trak/edts"), and so the lengths of those around them.
+Bytes Altered(const Bytes& boxes, const std::string& path,
+              const std::function<void(std::string& type, Bytes& body)>& alter) {
+  Bytes all;
+  for (size_t at = 0; at < boxes.size(); at += Word(boxes, at)) {
+    const uint8_t* const box = &boxes[at];
+    std::string type(box + 4, box + 8);
+    Bytes body(box + 8, box + Word(boxes, at));
+    const bool isOnTheWay = path.starts_with(type);
+    if (isOnTheWay && path.size() > 4) body = Altered(body, path.substr(5), alter);
+    if (isOnTheWay && path.size() == 4) alter(type, body);
+    Append(all, body.size() + 8, 4);
+    all.insert(all.end(), type.begin(), type.end());
+    all.insert(all.end(), body.begin(), body.end());
   }
-  return box;
-}
-Bytes Compose(const Box& box) {
-  Bytes body = box.body;
-  for (const Box& inner : box.boxes) {
-    const Bytes bytes = Compose(inner);
-    Append(body, bytes.size() + 8, 4);
-    body.insert(body.end(), inner.type.begin(), inner.type.end());
-    body.insert(body.end(), bytes.begin(), bytes.end());
-  }
-  return body;
-}
-
-// The NAL units of a stream, but for parameter sets: muxers repeat those as they like.
-std::vector<Bytes> NalUnits(const Bytes& stream, bool h265) {
-  const std::array<uint8_t, 3> code = {0, 0, 1};
-  std::vector<Bytes> units;
-  auto at = std::search(stream.begin(), stream.end(), code.begin(), code.end());
-  while (at != stream.end()) {
-    const auto next = std::search(at + 3, stream.end(), code.begin(), code.end());
-    Bytes unit(at + 3, next);
-    while (!unit.empty() && unit.back() == 0)
-      unit.pop_back();
-    const int type = h265 ? unit[0] >> 1 & 63 : unit[0] & 31;
-    if (h265 ? type < 32 || type > 34 : type != 7 && type != 8) units.push_back(unit);
-    at = next;
-  }
-  return units;
+  return all;
 }
 
 Bytes Join(const Track& track) {
@@ -126,6 +100,30 @@ Bytes Join(const Track& track) {
 class Mp4Files : public testing::Test {
  protected:
   Mp4Files() { kitc_log_config(kLogNone, nullptr, kLogNone); }
+
+  // At every picture the sound is where the picture and the offset are, from the start on and after a jump.
+  void ExpectInterleaved(size_t audioFrames, uint32_t keyFrame) const {
+    const auto sounds = static_cast<double>(audioFrames);
+    Bytes buffer(1 << 20);
+    for (const int32_t offsetMs : {0, 200, -60}) {
+      const auto reader = MediaFileStream::OpenFile(m_Name.c_str());
+      reader->SetAVOffset(offsetMs);
+      for (const uint32_t start : {1u, keyFrame}) {
+        reader->GotoKeyFrame(start);
+        double heard = sounds * (start - 1) / 50;
+        uint32_t seen = start - 1;
+        for (FrameRecord frame; reader->ReadFrame(buffer, frame);) {
+          if (frame.ftFrameType == QFT_Audio) ++heard;
+          if (frame.ftFrameType == QFT_Audio) continue;
+          EXPECT_EQ(reader->GetCurFrameNum(), ++seen);
+          const double now = std::clamp((seen * 40. + offsetMs) / 2000, 0., 1.);
+          EXPECT_NEAR(heard, std::max(now, (start - 1) / 50.) * sounds, 4 + 0.06 * sounds)
+              << offsetMs << ' ' << seen;
+        }
+        EXPECT_EQ(seen, 50u) << offsetMs;
+      }
+    }
+  }
 
   const TempDir m_Folder;
   const std::string m_Name = m_Folder / "a.mp4", m_Index = m_Folder / "a.qdx";
@@ -156,23 +154,19 @@ TEST_F(Mp4Files, AreTakenApart) {
     EXPECT_EQ(video.frames.size(), 50u);
     EXPECT_EQ(audio.frames.size(), reader->Info().nAudioFrames);
     const bool h265 = clip.nVideoCodec == kCodecH265;
-    EXPECT_EQ(NalUnits(Join(video), h265), NalUnits(ReadClip(reference + ".video"), h265));
+    EXPECT_EQ(NalUnitsOfPictures(Join(video), h265),
+              NalUnitsOfPictures(ReadClip(reference + ".video"), h265));
     for (const uint32_t key : video.keyFrames)
       EXPECT_EQ(video.frames[key - 1][4], h265 ? 0x40 : 0x67);  // VPS or SPS
     if (clip.nAudioCodec != kCodecNone) {
       EXPECT_EQ(Join(audio), ReadClip(reference + ".audio"));
     }
 
-    // Halfway through the pictures so is the sound.
-    Bytes buffer(1 << 20);
-    size_t sounds = 0;
-    for (FrameRecord frame; reader->GetCurFrameNum() < 26 && reader->ReadFrame(buffer, frame);)
-      sounds += frame.ftFrameType == QFT_Audio ? 1 : 0;
-    EXPECT_NEAR(static_cast<double>(sounds), static_cast<double>(audio.frames.size()) / 2,
-                0.1 * static_cast<double>(audio.frames.size()));
+    ExpectInterleaved(audio.frames.size(), video.keyFrames[2]);
     const uint32_t last = video.keyFrames.back();
     for (const auto& [target, key] :
          {std::pair(last - 1, video.keyFrames.end()[-2]), {last, last}, {1000, last}, {1, 1}}) {
+      Bytes buffer(1 << 20);
       FrameRecord frame;
       reader->GotoKeyFrame(target);
       while (reader->ReadFrame(buffer, frame) && frame.ftFrameType == QFT_Audio) {
@@ -188,12 +182,7 @@ TEST_F(Mp4Files, AreTakenApart) {
     EXPECT_EQ(ReadTrack(m_Name, QFT_Audio), audio);
     const auto indexed = MediaFileStream::OpenFile(m_Name.c_str());
     EXPECT_EQ(indexed->Info().nFrameRateNum, reader->Info().nFrameRateNum);
-    // Sound that runs ahead is over before the last pictures.
-    indexed->SetAVOffset(200);
-    int shown = 0;
-    for (FrameRecord frame; indexed->ReadFrame(buffer, frame);)
-      shown += frame.ftFrameType == QFT_Video ? 1 : 0;
-    EXPECT_EQ(shown, 50);
+    ExpectInterleaved(audio.frames.size(), video.keyFrames[2]);
   }
   EXPECT_EQ(MediaFileStream::OpenFile(QX_CLIPS "older.mp4"), nullptr);
   EXPECT_EQ(MediaFileStream::OpenFile(QX_CLIPS "missing.mp4"), nullptr);
@@ -202,39 +191,42 @@ TEST_F(Mp4Files, AreTakenApart) {
 
 TEST_F(Mp4Files, MayBeUnusual) {
   const Track original = ReadVideo(QX_CLIPS "alaw.mp4");
-  const auto altered = [&](const std::function<void(Box&)>& alter) {
-    Box file = Parse("", ReadClip("alaw.mp4"));
-    alter(file);
-    WriteFile(m_Name, Compose(file));
+  const std::string tables = "moov/trak/mdia/minf/stbl/";
+  const auto altered = [&](const std::string& path, const auto& alter) {
+    WriteFile(m_Name, Altered(ReadClip("alaw.mp4"), path, alter));
     return ReadVideo(m_Name);
   };
   // Without a table of key frames all are; an empty one leaves the first.
-  EXPECT_EQ(altered([](Box& file) { file.Table().At("stss").type = "free"; }).keyFrames.size(), 50u);
-  EXPECT_EQ(altered([](Box& file) { file.Table().At("stss").body.assign(8, 0); }).keyFrames,
+  EXPECT_EQ(altered(tables + "stss", [](std::string& type, Bytes&) { type = "free"; }).keyFrames.size(), 50u);
+  EXPECT_EQ(altered(tables + "stss", [](std::string&, Bytes& body) { body.assign(8, 0); }).keyFrames,
             std::vector<uint32_t>{1});
 
   // An edit that leaves the first 1.08 s out: it starts at the key frame before.
-  const Track edited = altered([](Box& file) {
-    Box& edits = file.At("moov").At("trak").At("edts").At("elst");
-    edits.body = {0, 0, 0, 0, 0, 0, 0, 1};
+  const Track edited = altered("moov/trak/edts/elst", [](std::string&, Bytes& body) {
+    body = {0, 0, 0, 0, 0, 0, 0, 1};
     for (const uint32_t word : {900u, 12800u + 1024u, 0x10000u})
-      Append(edits.body, word, 4);
+      Append(body, word, 4);
   });
   ASSERT_FALSE(edited.frames.empty());
   EXPECT_EQ(edited.frames[0], original.frames[20]);
 
   // A second description with other parameter sets, from the second run of chunks on.
-  const Track changed = altered([](Box& file) {
-    Bytes& descriptions = file.Table().At("stsd").body;
-    Bytes second(descriptions.begin() + 8, descriptions.end());
-    const std::array<uint8_t, 4> config = {'a', 'v', 'c', 'C'};
-    *(std::search(second.begin(), second.end(), config.begin(), config.end()) + 4 + 8 + 3) ^= 1;
-    descriptions.insert(descriptions.end(), second.begin(), second.end());
-    descriptions[7] = 2;
-    Bytes& chunks = file.Table().At("stsc").body;
-    for (size_t entry = 8 + 12; entry < chunks.size(); entry += 12)
-      chunks[entry + 11] = 2;
+  altered(tables + "stsd", [](std::string&, Bytes& body) {
+    const std::string config = "avcC";
+    const auto at = std::search(body.begin(), body.end(), config.begin(), config.end());
+    if (at == body.end()) return;  // the sound's
+    Bytes second(body.begin() + 8, body.end());
+    second[static_cast<size_t>(at - body.begin()) - 8 + 4 + 8 + 3] ^= 1;
+    body.insert(body.end(), second.begin(), second.end());
+    body[7] = 2;
   });
+  bool isVideo = true;  // the first track
+  WriteFile(m_Name, Altered(ReadFile(m_Name), tables + "stsc", [&](std::string&, Bytes& body) {
+              for (size_t entry = 8 + 12; isVideo && entry < body.size(); entry += 12)
+                body[entry + 11] = 2;
+              isVideo = false;
+            }));
+  const Track changed = ReadVideo(m_Name);
   ASSERT_EQ(changed.frames.size(), 50u);
   EXPECT_EQ(changed.frames[0], original.frames[0]);
   Bytes other = original.frames[40];
@@ -243,24 +235,17 @@ TEST_F(Mp4Files, MayBeUnusual) {
 
   // Behind 5 GiB of nothing.
   constexpr uint64_t kHole = uint64_t{5} << 30;
-  EXPECT_EQ(altered([](Box& file) {
-              for (Box& track : file.At("moov").boxes) {
-                if (track.type != "trak") continue;
-                Box& offsets = track.At("mdia").At("minf").At("stbl").At("stco");
-                Bytes wide(offsets.body.begin(), offsets.body.begin() + 8);
-                for (size_t at = 8; at < offsets.body.size(); at += 4)
-                  Append(wide, Word(offsets.body, at) + kHole, 8);
-                offsets = {"co64", wide, {}};
-              }
-            }).frames.size(),
-            0u);
-  std::ifstream whole(m_Name, std::ios::binary);
-  const Bytes rest(std::istreambuf_iterator<char>(whole), {});
+  const Bytes moved = Altered(ReadClip("alaw.mp4"), tables + "stco", [](std::string& type, Bytes& body) {
+    type = "co64";
+    const Bytes offsets = std::exchange(body, Bytes(body.begin(), body.begin() + 8));
+    for (size_t at = 8; at < offsets.size(); at += 4)
+      Append(body, Word(offsets, at) + kHole, 8);
+  });
   Bytes head = {0, 0, 0, 1, 'f', 'r', 'e', 'e'};
   Append(head, kHole, 8);
   WriteFile(m_Name, head);
   std::filesystem::resize_file(m_Name, kHole);
-  WriteFile(m_Name, rest, std::ios::app);
+  WriteFile(m_Name, moved, std::ios::app);
   EXPECT_EQ(ReadVideo(m_Name), original);
 }
 
@@ -315,8 +300,7 @@ TEST_F(Mp4Files, AreNotReadByAWrongIndex) {
   WriteFile(m_Name, movie);
   std::string error;
   ASSERT_TRUE(WriteQdxIndex(m_Name, m_Index, error));
-  std::ifstream file(m_Index, std::ios::binary);
-  const Bytes good(std::istreambuf_iterator<char>(file), {});
+  const Bytes good = ReadFile(m_Index);
   for (size_t at = 0; at < good.size(); ++at) {
     WriteByte(m_Index, at, good[at] ^ 1);
     ASSERT_FALSE(IsIndexed(m_Name)) << at;
