@@ -6,7 +6,6 @@
 #include <sstream>
 
 #include "decode/Decoder.h"
-#include "qdec05.h"
 #include "tests/decode/Clips.h"
 #include "tests/support/GuardedPlane.h"
 
@@ -90,9 +89,7 @@ TEST_P(ClipTest, DecodesAsTheReferenceDoes) {
   for (size_t i = 0; i < kPictures; ++i) {
     ASSERT_TRUE(Feed(Unit(i))) << i;
     ASSERT_EQ(m_Picture.bHasImage, i >= m_Clip.heldBack) << i;
-    if (m_Picture.bHasImage) {
-      ASSERT_TRUE(IsPicture(i - m_Clip.heldBack));
-    }
+    ASSERT_TRUE(i < m_Clip.heldBack || IsPicture(i - m_Clip.heldBack));
   }
 }
 
@@ -183,30 +180,6 @@ TEST_F(ClipTest, RefusesPicturesWiderThanTenThousand) {
     EXPECT_FALSE(Feed(Unit(i)));
     EXPECT_FALSE(m_Picture.bHasImage);
   }
-}
-
-// Asked with the second output word set, the library hands out what it holds back, and then starts anew.
-TEST_F(ClipTest, HandsOutHeldBackPicturesOnRequest) {
-  const auto present = [this](QXD05_Handle decoder, auto decode, size_t unit, uint32_t drain) {
-    const QXD05_Input input = {static_cast<uint32_t>(m_Units[unit].size()), m_Units[unit].data()};
-    const QXD05_Picture* picture = nullptr;
-    EXPECT_GT(decode(decoder, &input, &picture, &drain), 0);
-    return picture->bPresent == 1;
-  };
-  Load(kReordered);
-  const QXD05_Handle h264 = QXD05_DecodeOpen();
-  for (const uint32_t drain : {0, 1, 0, 1})
-    EXPECT_EQ(present(h264, QXD05_DecodeOneFrame, 0, drain), drain == 1);
-  EXPECT_FALSE(present(h264, QXD05_DecodeOneFrame, 0, 1));  // no more
-  QXD05_DecodeClose(h264);
-
-  Load(kPlain265);
-  const QXD05_Handle h265 = QXD05_DecodeOpenEx(1);
-  EXPECT_TRUE(present(h265, QXD05_DecodeOneFrameEx, 0, 0));
-  EXPECT_FALSE(present(h265, QXD05_DecodeOneFrameEx, 0, 1));
-  EXPECT_FALSE(present(h265, QXD05_DecodeOneFrameEx, 1, 0));  // waits for a key frame
-  EXPECT_TRUE(present(h265, QXD05_DecodeOneFrameEx, kKeyInterval, 0));
-  QXD05_DecodeCloseEx(h265);
 }
 
 const auto kNameOf = [](const auto& clip) {

@@ -1,6 +1,7 @@
 #include "tests/support/ScriptedCodec05.h"
 
 #include <algorithm>
+#include <memory>
 
 namespace scripted05 {
 
@@ -35,10 +36,8 @@ Calls& TheCalls() {
 
 void Reset() {
   TheScript() = Script();
-  Calls& calls = TheCalls();
-  for (std::atomic<int>* count : {&calls.inits, &calls.releases, &calls.opens, &calls.decodes, &calls.closes,
-                                  &calls.opensEx, &calls.decodesEx, &calls.closesEx})
-    *count = 0;
+  std::destroy_at(&TheCalls());
+  std::construct_at(&TheCalls());
 }
 
 void Crash() {
