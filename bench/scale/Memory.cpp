@@ -26,6 +26,7 @@ constexpr double kLoaded = 32'650'000;
 constexpr double kScreen = 1920 * 1080 * 4;
 constexpr double kDecoding = 7'100'000;  // once, with the first picture
 constexpr double kOpen = 20'200;
+constexpr double kSound = 18'300;     // switched on, before the first of it
 constexpr double kShown = 1'550'000;  // with what it took when it was open
 constexpr double kShownPixel = 7.65;
 constexpr double kQueueEntry = 92;
@@ -108,6 +109,12 @@ void MeasurePlayer(const Size& size) {
   Check(both, formula::Shown(size.dWidth, size.dHeight));
 }
 
+void MeasureSound(const Size& size, const char* name, int codec) {
+  Figures idle = Footprint(std::string("sound ") + size.szClip + " 16 272 " + std::to_string(codec));
+  PrintParts(name, idle, "open");
+  Check(idle["open.total"], formula::kOpen + formula::kSound);
+}
+
 void MeasureQueue(size_t bytes) {
   constexpr size_t kMostBytes = 100'000'000;
   const std::string arguments =
@@ -148,6 +155,8 @@ void RunMemory() {
   MeasureStart();
   for (const Size& size : kSizes)
     MeasurePlayer(size);
+  MeasureSound(kSizes[0], "idle, A-law sound on", QXSP_AUDIO_ALAW);
+  MeasureSound(kSizes[0], "idle, AAC sound on", QXSP_AUDIO_AAC);
   for (const size_t bytes : {100, 1'000, 3'000, 10'000, 30'000, 100'000, 300'000})
     MeasureQueue(bytes);
   MeasureWall(kSizes[1], 64, 50);

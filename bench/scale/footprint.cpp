@@ -1,7 +1,8 @@
 // One measurement of memory in a process that does nothing else, for bench_scale's case "memory". Prints
 // lines of a name and a number of bytes.
 //   bench_footprint load                          what the library takes before the first player
-//   bench_footprint idle CLIP FEW MANY            what an open player takes
+//   bench_footprint idle CLIP FEW MANY            what an open player takes, without sound
+//   bench_footprint sound CLIP FEW MANY CODEC     and with sound switched on, QXSP_AUDIO_...
 //   bench_footprint playing CLIP FRAMES FEW MANY  what it takes more after it has shown FRAMES
 //   bench_footprint bare CLIP FRAMES FEW MANY     what a decoder of libavcodec takes, open and fed
 //   bench_footprint queue BYTES FRAMES            what a queued frame of so many bytes takes
@@ -96,6 +97,27 @@ void Idle(const LiveClip& clip, size_t few, size_t many) {
   };
   std::printf("threads %.2f\n", perPlayer(figuresFew.threads, figuresMany.threads));
   std::printf("descriptors %.2f\n", perPlayer(figuresFew.descriptors, figuresMany.descriptors));
+  ReleaseAll();
+}
+
+void Sound(const LiveClip& clip, size_t few, size_t many, uint16_t codec) {
+  StartLibrary();
+  QXSP_FILE_HEADER header = LiveHeader(clip.nWidth, clip.nHeight, 25);
+  header.wVideoDataType = QXSP_DATA_VIDEO_AND_AUDIO;
+  header.wAudioCodecID = codec;
+  header.wAudioSampleRate = 8000;
+  header.wAudioChannels = 1;
+  header.wAudioBits = 16;
+  const auto open = [&](size_t count) {
+    static int window;
+    for (size_t i = 0; i < count; ++i) {
+      const uint32_t player = OpenStream(header, QXSP_MODE_AT_ONCE, {0, 0, 176, 144});
+      Require(QXSP_SetAudioPreview(player, &window, 1) == 1, "the sound is refused");
+    }
+    return Rested();
+  };
+  const Residence openFew = open(few);
+  Print("open", openFew, open(many - few), many - few);
   ReleaseAll();
 }
 
@@ -218,6 +240,8 @@ int main(int argc, char** argv) {
     Load();
   } else if (what == "idle" && count == 4) {
     Idle(clip(), number(2), number(3));
+  } else if (what == "sound" && count == 5) {
+    Sound(clip(), number(2), number(3), static_cast<uint16_t>(number(4)));
   } else if (what == "playing" && count == 5) {
     Playing(clip(), number(2), number(3), number(4));
   } else if (what == "bare" && count == 5) {
