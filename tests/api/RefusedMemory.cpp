@@ -103,9 +103,15 @@ void operator delete(void* memory) noexcept {
 void operator delete(void* memory, size_t) noexcept {
   ReleaseBlock(memory, mck_global_delete);
 }
+void operator delete(void* memory, const std::nothrow_t&) noexcept {
+  ReleaseBlock(memory, mck_global_delete);
+}
 void operator delete[](void* memory) noexcept {
   ReleaseBlock(memory, mck_global_delete_array);
 }
 void operator delete[](void* memory, size_t) noexcept {
+  ReleaseBlock(memory, mck_global_delete_array);
+}
+void operator delete[](void* memory, const std::nothrow_t&) noexcept {
   ReleaseBlock(memory, mck_global_delete_array);
 }

@@ -4,6 +4,7 @@
 #include <semaphore>
 #include <string>
 
+#include "src/kit_mem/Poison.h"
 #include "src/kit_mem/kit_mem.h"
 #include "tests/api/HostFixture.h"
 #include "tests/api/RefusedMemory.h"
@@ -135,3 +136,30 @@ TEST_P(MemoryFaults, AreAnsweredAndTheNextAttemptWorks) {
   }
   EXPECT_GT(granted, kFrames) << "fewer requests than a stream's frames alone make";
 }
+
+#ifdef QX_POISONING
+class QueuedFrameDeathTest : public HostFixture {};
+
+TEST_F(QueuedFrameDeathTest, ACodecLibraryThatReadsBeyondItsFrameOrLateIsSeen) {
+  const auto play = [this](auto decode) {
+    scripted05::TheScript().decode = decode;
+    const uint32_t player = this->OpenPlayer();
+    for (int i = 0; i < 3; ++i)
+      PushKey(player);
+    WaitForPictures(3);
+  };
+  using Picture = scripted05::Decoder;
+  const auto beyond = [](Picture& decoder, const QXD05_Input& input) {
+    scripted05::MakePicture(decoder, 64, 48, 64, 32, input.pData[input.dwLength]);
+    return 1;
+  };
+  const auto late = [earlier = static_cast<const uint8_t*>(nullptr)](Picture& decoder,
+                                                                     const QXD05_Input& input) mutable {
+    scripted05::MakePicture(decoder, 64, 48, 64, 32, earlier != nullptr ? *earlier : uint8_t{0});
+    earlier = input.pData;
+    return 1;
+  };
+  EXPECT_DEATH(play(beyond), "AddressSanitizer: use-after-poison");
+  EXPECT_DEATH(play(late), "AddressSanitizer: ");
+}
+#endif
