@@ -1,10 +1,9 @@
 // How much of a live stream is buffered over a day, in simulated time: the library's own play thread, queue
 // and clock against a camera whose clock is off by 200 ppm, behind a network with jitter, holds and stalls.
 // What the buffered time must stay within follows from the rules and is printed beside it; the reference is a
-// clock that nobody nudges. 1 is the exit status when a limit was missed.
+// clock that nobody nudges.
 //   bench_clocks
 #include <algorithm>
-#include <cmath>
 #include <cstdio>
 
 #include "bench/clocks/Playback.h"
@@ -45,7 +44,7 @@ const char* Word(bool kept) {
   return kept ? "ok" : "missed";
 }
 
-bool Measure(uint32_t mode, double skewPpm, bool withStalls) {
+void Measure(uint32_t mode, double skewPpm, bool withStalls) {
   const PlaybackFigures day = PlayOneDay(mode, skewPpm, withStalls, kSettleMs);
   const Range settled = SettledRange(mode, skewPpm, withStalls);
   const int64_t most = std::max(settled.llMostMs, withStalls ? kStallMs + kSlackMs : 0);
@@ -60,7 +59,6 @@ bool Measure(uint32_t mode, double skewPpm, bool withStalls) {
               number(most), Word(isBounded), number(day.llMostLateMs), number(day.llMostMissedMs),
               Word(isPunctual), number(day.llResynchronised), number(day.llPlayed), number(day.llLost));
   std::fflush(stdout);
-  return isSettled && isBounded && isPunctual && day.llLost == 0;
 }
 
 }  // namespace
@@ -83,10 +81,9 @@ int main() {
       static_cast<long long>(kSettleMs / 1000));
   std::printf("  %-4s %9s  %-7s %-29s %-13s %13s  %8s  %8s\n", "mode", "camera", "traffic",
               "settled: 0, 0.5, 1 and range", "most, limit", "late, missed", "set anew", "lost");
-  bool kept = true;
   for (const bool withStalls : {false, true})
     for (const uint32_t mode : {0x20u, 0x25u, 0x30u})
       for (const double skewPpm : {-200.0, 200.0})
-        kept = Measure(mode, skewPpm, withStalls) && kept;
-  return kept ? 0 : 1;
+        Measure(mode, skewPpm, withStalls);
+  return 0;
 }
