@@ -21,7 +21,8 @@ namespace {
 TEST(Thread, RunsWaitsAndCanBeUsedAgain) {
   std::atomic<DWORD> id{0};
   const kitc_thread_entry entry = [](void* argument) {
-    std::this_thread::yield();  // a chance to whoever does not wait
+    for (int i = 0; i < 1000; ++i)
+      std::this_thread::yield();  // a chance to whoever does not wait
     *static_cast<std::atomic<DWORD>*>(argument) = GetCurrentThreadId();
   };
   {

@@ -32,6 +32,9 @@ TEST(AccessUnitFormatter, RepeatsTheLatestParameterSetsInFrontOfKeyFramesOnly) {
   Format(formatter, kSps2 + kPps + kIdr);
   Format(formatter, kPps2 + kSlice);
   EXPECT_EQ(Format(formatter, kIdr + "\0\0"s), "K" + kSps2 + kPps + kPps2 + kIdr);
+  // H.265: a delimiter and a trailing picture.
+  AccessUnitFormatter h265(VideoCodec::kH265);
+  EXPECT_EQ(Format(h265, kStart + "\x46\x01" + kStart + "\x02\x01v"), kStart + "\x02\x01v");
 }
 
 TEST(AccessUnitFormatter, NothingFromNothing) {

@@ -121,10 +121,16 @@ TEST_F(VideoViewerTest, AWindowOnTwoScreensIsDrawnOnBoth) {
   EXPECT_TRUE(Show(TestPicture(QPF_YV12, 352, 288)));
   EXPECT_EQ(display.LiveObjects(), screenObjects);
   EXPECT_EQ(Copies(DisplayPart::Primary).size(), 1u);
-  // Off every screen there is nothing to do, and no failure.
-  EnableMain({5000, 0, 5100, 100});
-  EXPECT_TRUE(Show(picture));
-  EXPECT_THAT(display.Records(), IsEmpty());
+  // Off every screen, and along their edges, there is nothing to do, and no failure.
+  for (const RECT& off : {RECT{5000, 0, 5100, 100},
+                          {-100, 0, 0, 100},
+                          {3200, 0, 3300, 100},
+                          {10, -9, 20, 0},
+                          {10, 1080, 20, 1090}}) {
+    EnableMain(off);
+    EXPECT_TRUE(Show(picture));
+    EXPECT_THAT(display.Records(), IsEmpty());
+  }
 }
 
 TEST_F(VideoViewerTest, WindowsAreSwitchedAndClippersFollowThem) {
