@@ -19,7 +19,8 @@ struct Load {
   uint32_t nStreams;
   int nFramesPerSecond;      // of each stream
   bool bLastAtOnce = false;  // the last stream plays in mode 0x10, the others in the default mode
-  uint32_t nScreens = 1;     // 1920x1080 each, in a row; windows are dealt out in turn
+  uint32_t nScreens = 1;     // 1920x1080 each, in a row; windows of 176x144 are dealt out in turn
+  bool bWindows = true;      // false: nothing is presented
 };
 
 struct Arrival {

@@ -1,5 +1,3 @@
-#include "bench/scale/Peer.h"
-
 #include <mpv/client.h>
 
 #include <cstdio>
@@ -8,6 +6,7 @@
 #include <vector>
 
 #include "bench/Measure.h"
+#include "bench/scale/Parts.h"
 #include "bench/scale/Process.h"
 
 namespace {
@@ -78,12 +77,16 @@ double FramesShown(const std::vector<std::unique_ptr<Handle>>& handles) {
 
 }  // namespace
 
-void RunPeer(const char* file, int count, double bareMsPerFrame) {
+void RunPeer(const std::vector<std::string>& arguments) {
+  const int count = std::stoi(arguments.at(1));
+  const double bareMsPerFrame = std::stod(arguments.at(2));
+  const double ourRatio = std::stod(arguments.at(3));
+  const double ourKiB = std::stod(arguments.at(4));
   const ProcessFigures before = ReadProcessFigures();
   std::vector<std::unique_ptr<Handle>> handles;
   const auto opening = Clock::now();
   for (int i = 0; i < count; ++i)
-    handles.push_back(std::make_unique<Handle>(file));
+    handles.push_back(std::make_unique<Handle>(arguments.at(0).c_str()));
   const double openedMs = MsSince(opening);
   std::this_thread::sleep_for(kSettle);
 
@@ -96,12 +99,13 @@ void RunPeer(const char* file, int count, double bareMsPerFrame) {
   const double elapsedMs = MsSince(start);
   const ProcessFigures during = ReadProcessFigures();
 
+  const double ratio = cpuMs / (frames * bareMsPerFrame);
+  const double kib = static_cast<double>(during.residentKiB - before.residentKiB) / count;
   std::printf(
       "  libmpv: CPU %.2f %% of one core, over bare decode %.3f; %.1f frames a second each; opened in %.1f "
-      "s\n",
-      cpuMs / elapsedMs * 100, cpuMs / (frames * bareMsPerFrame), frames / count / elapsedMs * 1e3,
-      openedMs / 1e3);
-  std::printf("  libmpv, each: %.1f MiB resident, %.1f threads\n",
-              static_cast<double>(during.residentKiB - before.residentKiB) / 1024 / count,
-              static_cast<double>(during.threads - before.threads) / count);
+      "s\n"
+      "  libmpv, each: %.1f MiB resident, %.1f threads\n"
+      "  ours over libmpv: CPU without windows %.2f, memory %.2f\n",
+      cpuMs / elapsedMs * 100, ratio, frames / count / elapsedMs * 1e3, openedMs / 1e3, kib / 1024,
+      static_cast<double>(during.threads - before.threads) / count, ourRatio / ratio, ourKiB / kib);
 }

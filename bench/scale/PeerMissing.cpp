@@ -1,7 +1,7 @@
 #include <cstdio>
 
-#include "bench/scale/Peer.h"
+#include "bench/scale/Parts.h"
 
-void RunPeer(const char*, int, double) {
+void RunPeer(const std::vector<std::string>&) {
   std::printf("  libmpv: not measured, it was not there when this was built (Debian: libmpv-dev)\n");
 }

@@ -25,15 +25,24 @@ struct Track {
 };
 std::array<Track, QXSP_MAX_PLAYERS> g_Tracks;
 
+void NoteShown(Track& track) {
+  if (track.nDecoded <= track.frames.size()) track.frames[track.nDecoded - 1].shown = Clock::now();
+}
+
 // Counts pictures, because those that get no further must not shift the times of those after them.
 void QXSP_CALLBACK OnPicture(uint32_t player, const uint8_t*, const uint8_t*, const uint8_t*, uint32_t,
                              uint32_t) {
   ++g_Tracks[player].nDecoded;
 }
 
+void QXSP_CALLBACK OnPictureWithoutWindow(uint32_t player, const uint8_t*, const uint8_t*, const uint8_t*,
+                                          uint32_t, uint32_t) {
+  ++g_Tracks[player].nDecoded;
+  NoteShown(g_Tracks[player]);
+}
+
 void QXSP_CALLBACK OnShown(uint32_t player, void*, void*, void*, QXSP_RECT*, QXSP_RECT*) {
-  Track& track = g_Tracks[player];
-  if (track.nDecoded <= track.frames.size()) track.frames[track.nDecoded - 1].shown = Clock::now();
+  NoteShown(g_Tracks[player]);
 }
 
 // A wall of windows of 176x144, which begins anew where it is full.
@@ -53,6 +62,7 @@ std::vector<uint32_t> OpenPlayers(const Load& load) {
   for (uint32_t i = 0; i < load.nStreams; ++i) {
     const bool atOnce = load.bLastAtOnce && i + 1 == load.nStreams;
     players.push_back(OpenStream(header, atOnce ? QXSP_MODE_AT_ONCE : QXSP_MODE_DEFAULT, PlaceOf(load, i)));
+    if (!load.bWindows) QXSP_SetVideoPreview(players.back(), nullptr, nullptr, 0);
     g_Tracks[players.back()] = Track();
     g_Tracks[players.back()].frames.resize(framesEach);
   }
@@ -144,7 +154,7 @@ void Collect(const std::vector<uint32_t>& players, Played& played) {
 }  // namespace
 
 Played PlayLoad(const Load& load) {
-  QXSP_SetCallBack(OnPicture, nullptr, nullptr, OnShown);
+  QXSP_SetCallBack(load.bWindows ? OnPicture : OnPictureWithoutWindow, nullptr, nullptr, OnShown);
   Played played;
   played.before = ReadProcessFigures();
   const std::vector<uint32_t> players = OpenPlayers(load);

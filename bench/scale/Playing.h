@@ -15,7 +15,7 @@ struct Played {
   double switches = 0;  // context switches of the process
   size_t frames = 0;    // pushed
   size_t lost = 0;      // of the whole time: refused, or not presented
-  // From the push of a frame until its picture is on the back surface.
+  // From the push of a frame until its picture is on the back surface; without windows, decoded.
   std::vector<double> lateMs;
   std::vector<double> lateMsOfLast;  // of the last stream alone
   // How far behind the frame's time the push was, which is not the library's doing.

@@ -1,5 +1,4 @@
-#include "bench/scale/ViewLock.h"
-
+// What the setting ViewLock costs, and what it saves.
 #include <unistd.h>
 
 #include <cstdio>
@@ -10,6 +9,7 @@
 #include "bench/Measure.h"
 #include "bench/scale/Cases.h"
 #include "bench/scale/Comparison.h"
+#include "bench/scale/Parts.h"
 #include "bench/scale/Process.h"
 
 namespace {
@@ -37,7 +37,8 @@ class ProgramWithSettings {
 
 }  // namespace
 
-void RunViewLockPart(int screens) {
+void RunViewLockPart(const std::vector<std::string>& arguments) {
+  const int screens = std::stoi(arguments.at(0));
   StartLibrary(screens);
   const bool wall = screens == 1;
   const LiveClip clip = ReadLiveClip(wall ? QX_SCALE_CLIP_352x288 : QX_SCALE_CLIP_704x576);

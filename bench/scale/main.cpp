@@ -3,14 +3,13 @@
 // Each case runs in a process of its own and prints its figures beside a reference of the same run. The exit
 // status says whether all of them ran, not whether they kept their limits.
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
+#include <string>
 #include <vector>
 
 #include "bench/scale/Cases.h"
-#include "bench/scale/Peer.h"
+#include "bench/scale/Parts.h"
 #include "bench/scale/Process.h"
-#include "bench/scale/ViewLock.h"
 
 namespace {
 
@@ -40,16 +39,19 @@ const Case* Find(const char* name) {
   return nullptr;
 }
 
-// Parts of cases that need a process of their own. False when the arguments name none.
+constexpr struct {
+  const char* name;
+  void (*run)(const std::vector<std::string>& arguments);
+} kParts[] = {{"--wall", RunWall}, {"--peer", RunPeer}, {"--viewlock", RunViewLockPart}};
+
+// False when the arguments name no part.
 bool RunPart(int argc, char** argv) {
-  if (argc == 5 && std::strcmp(argv[1], "--peer") == 0) {
-    RunPeer(argv[2], std::atoi(argv[3]), std::atof(argv[4]));
-  } else if (argc == 3 && std::strcmp(argv[1], "--viewlock") == 0) {
-    RunViewLockPart(std::atoi(argv[2]));
-  } else {
-    return false;
+  for (const auto& part : kParts) {
+    if (argc < 2 || std::strcmp(part.name, argv[1]) != 0) continue;
+    part.run({argv + 2, argv + argc});
+    return true;
   }
-  return true;
+  return false;
 }
 
 int Usage() {
