@@ -163,6 +163,13 @@ TEST_F(RecordingTest, MissingSoundIsSilence) {
   EXPECT_EQ(recorded.info.nFrameRateNum, 30u);
 }
 
+TEST_F(RecordingTest, SoundThatNeverComesDoesNotHoldThePictures) {
+  Begin();
+  for (int64_t frame = 0; frame < 1000; ++frame)
+    Video(frame * 40);
+  EXPECT_GT(m_Writer.VideoRecords(), 800u);
+}
+
 TEST_F(RecordingTest, APictureStaysForItsSoundUntilTheLimit) {
   Begin(25, 2);
   Video(0);
