@@ -89,6 +89,7 @@ class MemoryFaults : public HostFixture, public testing::WithParamInterface<Whic
     }
     // 0 also when the queue cannot grow.
     EXPECT_TRUE(result == QXSP_WRITE_QUEUED || (refused && result == QXSP_WRITE_NO_MEMORY)) << result;
+    if (result == QXSP_WRITE_NO_MEMORY) ++m_nNoMemory;
     if (result == QXSP_WRITE_QUEUED && !refused) {
       ++answers.nQueued;
       ASSERT_TRUE(m_Decoded.try_acquire_for(std::chrono::seconds(30))) << "a queued frame is never decoded";
@@ -110,6 +111,7 @@ class MemoryFaults : public HostFixture, public testing::WithParamInterface<Whic
   const std::string m_szFile = Recording(5).Add(1, m_KeyFrame).Add(0, "frame").Save(m_Dir / "a.sv5");
   RefusedMemory memory;
   std::counting_semaphore<> m_Decoded{0};
+  int m_nNoMemory = 0;
 };
 
 INSTANTIATE_TEST_SUITE_P(Requests, MemoryFaults,
@@ -134,6 +136,7 @@ TEST_P(MemoryFaults, AreAnsweredAndTheNextAttemptWorks) {
     EXPECT_GT(Pictures(), before);
     EXPECT_EQ(Held(), held);
   }
+  EXPECT_GT(m_nNoMemory, 0);
   EXPECT_GT(granted, kFrames) << "fewer requests than a stream's frames alone make";
 }
 
