@@ -13,7 +13,7 @@ using namespace std::string_literals;
 // Units of H.264 by their first byte: sequence and picture parameters, key slice, slice.
 const std::string kStart = "\0\0\0\1"s, kSps = kStart + "\x67s", kSps2 = kStart + "\x67S",
                   kPps = kStart + "\x68p", kPps2 = kStart + "\x68P", kIdr = kStart + "\x65i",
-                  kSlice = kStart + "\x41v";
+                  kDelimiter = kStart + "\x09\xF0", kSlice = kStart + "\x41v";
 
 // "K" in front of a key frame.
 std::string Format(AccessUnitFormatter& formatter, const std::string& bytes, bool flaggedKey = false) {
@@ -30,8 +30,8 @@ TEST(AccessUnitFormatter, RepeatsTheLatestParameterSetsInFrontOfKeyFramesOnly) {
   EXPECT_EQ(Format(formatter, kSlice, true), "K" + kSps + kPps + kSlice);
   EXPECT_EQ(Format(formatter, kSps + kPps + kSlice), kSlice);
   Format(formatter, kSps2 + kPps + kIdr);
-  Format(formatter, kPps2 + kSlice);
-  EXPECT_EQ(Format(formatter, kIdr + "\0\0"s), "K" + kSps2 + kPps + kPps2 + kIdr);
+  EXPECT_EQ(Format(formatter, kPps2 + kSlice), kPps2 + kSlice);
+  EXPECT_EQ(Format(formatter, kDelimiter + kIdr + "\0\0"s), "K" + kSps2 + kPps + kPps2 + kIdr);
   // H.265: a delimiter and a trailing picture.
   AccessUnitFormatter h265(VideoCodec::kH265);
   EXPECT_EQ(Format(h265, kStart + "\x46\x01" + kStart + "\x02\x01v"), kStart + "\x02\x01v");

@@ -4,6 +4,7 @@
 #include <termios.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -20,14 +21,19 @@ std::string Clip(const std::string& name) {
   return QX_CLIPS "/" + name;
 }
 
-// How many different colours a picture has, 0 when it cannot be read.
-size_t ColoursOf(const std::string& file) {
+// The pixels of a picture, 0xAARRGGBB, row by row; none when it cannot be read.
+std::vector<uint32_t> PixelsOf(const std::string& file) {
   png_image png{};
   png.version = PNG_IMAGE_VERSION;
-  if (!png_image_begin_read_from_file(&png, file.c_str())) return 0;
+  if (!png_image_begin_read_from_file(&png, file.c_str())) return {};
   png.format = PNG_FORMAT_BGRA;
   std::vector<uint32_t> pixels(static_cast<size_t>(png.width) * png.height);
-  if (!png_image_finish_read(&png, nullptr, pixels.data(), 0, nullptr)) return 0;
+  if (!png_image_finish_read(&png, nullptr, pixels.data(), 0, nullptr)) return {};
+  return pixels;
+}
+
+size_t ColoursOf(const std::string& file) {
+  const std::vector<uint32_t> pixels = PixelsOf(file);
   return std::set<uint32_t>(pixels.begin(), pixels.end()).size();
 }
 
@@ -61,7 +67,12 @@ TEST_F(QxPlay, PlaysH264AndH265InAGrid) {
 
 TEST_F(QxPlay, CountsAPictureThatSpansTwoScreensOnce) {
   setenv("QXSDKP_DISPLAY", "headless:640x720+0+0,640x720+640+0", 1);
-  Play({Clip("h264.mp4"), "--size=1280x720"}, 0, {"presented 25 pictures"});
+  Play({Clip("quarters.mp4"), "--size=1280x720"}, 0, {"presented 25 pictures"});
+  // Its first quarter is red.
+  const std::vector<uint32_t> pixels = PixelsOf(m_strSheet);
+  const auto is = [](uint32_t colour) { return [=](uint32_t p) { return (p & 0xC0C0C0) == colour; }; };
+  EXPECT_LT(std::ranges::find_if(pixels, is(0xC00000)) - pixels.begin(),
+            std::ranges::find_if(pixels, is(0x0000C0)) - pixels.begin());
 }
 
 TEST_F(QxPlay, OthersGoOnWhenASourceFails) {

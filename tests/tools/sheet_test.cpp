@@ -38,6 +38,8 @@ TEST(ContactSheet, SpreadsThePicturesOverTheRun) {
     std::string error;
     EXPECT_FALSE(sheet.Write("unwritten.png", error));
     sheet.Add(Milliseconds(0), PixelView{});  // a window off the screen
+    sheet.Add(Milliseconds(0), surface.view);
+    EXPECT_TRUE(!sheet.IsDue(Milliseconds(199)) && sheet.IsDue(Milliseconds(200)));
     for (int ms = 0; ms <= seconds * 1000; ms += 40)
       if (sheet.IsDue(Milliseconds(ms))) sheet.Add(Milliseconds(ms), surface.view);
     const std::vector<Milliseconds> times = sheet.Times();
