@@ -42,7 +42,7 @@ Comparison CompareLoad(const Load& load, int rounds) {
   comparison.cpuPercent = Quantile(cpu, 0.5);
   comparison.barePercent = Quantile(bare, 0.5);
   comparison.bareMsPerFrame = Quantile(bareEach, 0.5);
-  comparison.residentKiBPerStream = Quantile(resident, 0.5);
+  comparison.residentKiBPerStream = resident.front();  // later rounds use again what the first has given back
   comparison.threadsPerStream = Quantile(threads, 0.5);
   return comparison;
 }

@@ -12,7 +12,7 @@ struct Comparison {
   double cpuPercent = 0;  // of one core
   double barePercent = 0;
   double bareMsPerFrame = 0;
-  double residentKiBPerStream = 0;
+  double residentKiBPerStream = 0;  // of the first
   double threadsPerStream = 0;
 
   double Ratio() const;  // the median
