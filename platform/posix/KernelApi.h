@@ -5,6 +5,7 @@
 
 #include <pthread.h>
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 
@@ -51,7 +52,8 @@ void LeaveCriticalSection(CRITICAL_SECTION* section);
 void DeleteCriticalSection(CRITICAL_SECTION* section);
 
 struct CONDITION_VARIABLE {
-  pthread_cond_t condition;
+  std::atomic<uint32_t> nWakes;  // what sleepers wait on: it counts, and wraps
+  std::atomic<uint32_t> nSleepers;
 };
 void InitializeConditionVariable(CONDITION_VARIABLE* condition);
 // Leaves the section, which the caller has entered once, rests until the condition is woken or the time is

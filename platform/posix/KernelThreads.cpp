@@ -103,11 +103,8 @@ void DeleteCriticalSection(CRITICAL_SECTION* section) {
 }
 
 void InitializeConditionVariable(CONDITION_VARIABLE* condition) {
-  pthread_condattr_t attributes;
-  pthread_condattr_init(&attributes);
-  pthread_condattr_setclock(&attributes, CLOCK_MONOTONIC);  // a rest is as long when somebody sets the date
-  pthread_cond_init(&condition->condition, &attributes);
-  pthread_condattr_destroy(&attributes);
+  condition->nWakes = 0;
+  condition->nSleepers = 0;
 }
 
 BOOL SleepConditionVariableCS(CONDITION_VARIABLE* condition, CRITICAL_SECTION* section, DWORD timeoutMs) {

@@ -1,5 +1,7 @@
 #include "src/kitc/WakeUp.h"
 
+#include <utility>
+
 WakeUp::WakeUp() {
   InitializeCriticalSection(&m_Section);
   InitializeConditionVariable(&m_Condition);
@@ -11,10 +13,10 @@ WakeUp::~WakeUp() {
 
 void WakeUp::Set() {
   EnterCriticalSection(&m_Section);
-  m_bSet = true;
+  const bool wasSet = std::exchange(m_bSet, true);
   LeaveCriticalSection(&m_Section);
   // Outside: the other thread would wake only to wait for the section.
-  WakeConditionVariable(&m_Condition);
+  if (!wasSet) WakeConditionVariable(&m_Condition);
 }
 
 void WakeUp::Wait(DWORD milliseconds) {
