@@ -20,10 +20,16 @@ size_t AlignmentFor(size_t byteCount) {
   return hasAddressesToSpare && byteCount >= kHugePage ? kHugePage : kCacheLine;
 }
 
+// With room to align, and of a size that the reserve of released memory gives again: viewers try out a
+// surface whenever a source is opened.
+size_t AllocatedBytes(size_t byteCount) {
+  constexpr size_t kGranularity = 4096;
+  return (byteCount + AlignmentFor(byteCount) + kGranularity - 2) / kGranularity * kGranularity;
+}
+
 class HeapMemory final : public SurfaceMemory {
  public:
-  explicit HeapMemory(size_t byteCount)
-      : m_pAllocated(GlobalAlloc(GMEM_FIXED, byteCount + AlignmentFor(byteCount) - 1)) {
+  explicit HeapMemory(size_t byteCount) : m_pAllocated(GlobalAlloc(GMEM_FIXED, AllocatedBytes(byteCount))) {
     if (m_pAllocated == nullptr) return;
     const size_t alignment = AlignmentFor(byteCount);
     const auto address = reinterpret_cast<uintptr_t>(m_pAllocated);
@@ -40,7 +46,7 @@ class HeapMemory final : public SurfaceMemory {
 }  // namespace
 
 std::unique_ptr<SurfaceMemory> AllocateHeapMemory(size_t byteCount) {
-  if (byteCount > SIZE_MAX - kHugePage) return nullptr;
+  if (byteCount > SIZE_MAX - 2 * kHugePage) return nullptr;
   std::unique_ptr<SurfaceMemory> memory(new (std::nothrow) HeapMemory(byteCount));
   if (memory == nullptr || memory->Bytes() == nullptr) return nullptr;
   return memory;
