@@ -58,6 +58,7 @@ class Files : public HostFixture {
     const std::string name = recording.Save(dir / "a.sv5");
     m_llStartMs = clock.NowMs();
     ASSERT_EQ(QXSP_OpenFile(player, name.c_str()), 1);
+    ASSERT_TRUE(clock.WaitForSleepers(2));  // the first picture finds no window
     const QXSP_RECT window = {100, 100, 164, 148};
     ASSERT_EQ(QXSP_SetVideoPreview(player, this, &window, 1), 1);
     ASSERT_TRUE(clock.WaitForSleepers(2));
