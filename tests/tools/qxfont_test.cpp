@@ -15,6 +15,7 @@ namespace {
 
 TEST(QxFont, TheGlyphsStandInTheOrderOfTheirCodes) {
   const PcfFont font(QX_FONT);
+  EXPECT_EQ(font.Property("CHARSET_REGISTRY"), "GB2312.1980");
   std::ifstream glyphs(QX_GLYPHS, std::ios::binary);
   const std::string file(std::istreambuf_iterator<char>(glyphs), {});
   ASSERT_EQ(file.size(), 94u * 94 * 32);
@@ -43,6 +44,7 @@ TEST(QxFont, DamagedFontsAreRefusedOrStillRead) {
   const auto open = [&](const std::string& bytes) {
     std::ofstream(dir / "font", std::ios::binary) << bytes;
     const PcfFont font(dir / "font");
+    (void)font.Property("CHARSET_REGISTRY");
     for (uint8_t row = 0x21; row < 0x7F; ++row)
       if (font.HasGlyph(row, row)) (void)font.GetGlyph(row, row);
   };
