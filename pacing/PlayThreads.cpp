@@ -81,7 +81,7 @@ bool PlayThreads::VideoPass() {
 void PlayThreads::Rest() {
   const double passed = kitc_time_ms();
   m_PlayWakeUp.Wait(RestMs(passed));
-  if (kitc_time_ms() - passed < kPassMs) Sleep(kPassMs);
+  if (m_bRunning && kitc_time_ms() - passed < kPassMs) Sleep(kPassMs);
 }
 
 // How long a pass would find nothing to do. Whoever changes that meanwhile wakes the thread.

@@ -1,7 +1,5 @@
 #include "src/kitc/WakeUp.h"
 
-#include <utility>
-
 WakeUp::WakeUp() {
   InitializeCriticalSection(&m_Section);
   InitializeConditionVariable(&m_Condition);
@@ -13,10 +11,11 @@ WakeUp::~WakeUp() {
 
 void WakeUp::Set() {
   EnterCriticalSection(&m_Section);
-  const bool wasSet = std::exchange(m_bSet, true);
+  m_bSet = true;
   LeaveCriticalSection(&m_Section);
-  // Outside: the other thread would wake only to wait for the section.
-  if (!wasSet) WakeConditionVariable(&m_Condition);
+  // Outside: the other thread would wake only to wait for the section. Also when it was set before: whoever
+  // did that may not have come to this call yet.
+  WakeConditionVariable(&m_Condition);
 }
 
 void WakeUp::Wait(DWORD milliseconds) {

@@ -23,15 +23,31 @@ class FrameControlTest : public testing::Test, public platform::KernelSeam {
 
   // The earliest time from now on at which a frame with this timestamp is due; moves the clock there.
   uint32_t DueAt(int64_t timestamp, int64_t buffered, bool overFilled = false) {
+    const uint32_t told = now + control.DueInMs(timestamp, true);
     while (!Video(timestamp, buffered, overFilled))
       ++now;
+    EXPECT_EQ(now, told);
     return now;
+  }
+
+  // Whether a play thread would not have gone to rest, or would have been woken.
+  bool WakesTheThread() {
+    m_bSlept = false;
+    wakeUp.Wait(1);
+    return !m_bSlept;
+  }
+  bool SleepOnCondition(CONDITION_VARIABLE&, CRITICAL_SECTION&, uint32_t) override {
+    m_bSlept = true;
+    return false;
   }
 
   uint32_t now = 100000;
   PlayerLabel label;
   WakeUp wakeUp;
   FrameControl control{label, wakeUp};
+
+ private:
+  bool m_bSlept = false;
 };
 
 }  // namespace
@@ -92,6 +108,7 @@ TEST_F(FrameControlTest, AStallResynchronisesOnlyWhenNothingIsBuffered) {
   EXPECT_TRUE(Video(1000));
   EXPECT_TRUE(control.IsTimeToPlay(1200, false, 500, false));
   EXPECT_FALSE(control.IsTimeToPlay(1201, false, 500, false));
+  EXPECT_EQ(control.DueInMs(1201, false), 1u);
 }
 
 TEST_F(FrameControlTest, FilesPlayAtPowersOfTwoAndStepWhilePaused) {
@@ -110,7 +127,12 @@ TEST_F(FrameControlTest, FilesPlayAtPowersOfTwoAndStepWhilePaused) {
 
   control.SetPause(true);
   EXPECT_FALSE(Video(0));
+  EXPECT_EQ(control.DueInMs(0, true), INFINITE);
+  EXPECT_TRUE(WakesTheThread());
+  EXPECT_FALSE(WakesTheThread());
   control.SetOneShot();
+  EXPECT_TRUE(WakesTheThread());
+  EXPECT_EQ(control.DueInMs(0, true), 0u);
   EXPECT_TRUE(control.IsTimeToPlay(0, false, 0, false));
   EXPECT_TRUE(Video(0));
   EXPECT_FALSE(Video(40));
@@ -127,8 +149,10 @@ TEST_F(FrameControlTest, AnyTimestampIsAnswered) {
       control.SetAVOffset(INT32_MIN);
       EXPECT_TRUE(Video(1));
       for (const int64_t timestamp : {INT64_MIN, INT64_MAX, INT64_C(-1), INT64_C(0)}) {
-        for (const bool isVideo : {true, false})
-          control.IsTimeToPlay(timestamp, isVideo, INT64_MAX, false);
+        for (const bool isVideo : {true, false}) {
+          const bool due = control.IsTimeToPlay(timestamp, isVideo, 0, false);
+          EXPECT_TRUE(due || control.DueInMs(timestamp, isVideo) > 0);
+        }
       }
       control.ResetClock(live);
       EXPECT_TRUE(Video(1));  // the clock starts anew, whatever came before

@@ -167,6 +167,13 @@ TEST_F(PlayThreadsTest, SleepsUntilSomethingCanBeDue) {
   }
 }
 
+TEST_F(PlayThreadsTest, StoppingWakesThreadsThatRest) {
+  Start();
+  Pass();
+  threads.Stop();  // time stands still
+  EXPECT_EQ(threads.ThreadId(), 0u);
+}
+
 TEST_F(PlayThreadsTest, TheTimingLineOnceASecond) {
   clock.FailThreads(true);  // nothing runs until both threads can be had
   EXPECT_FALSE(threads.Start(PlayThreads::Source::kStream));
