@@ -24,8 +24,8 @@ enum PushResult : int32_t {
 // taken.
 class FrameBufferPool {
  public:
-  // Borrowed; outlives this object. The video play thread rests on it, and is woken when there is another
-  // front.
+  // Borrowed; outlives this object. The video play thread rests on it, and is woken by a frame that has none
+  // of its kind before it.
   explicit FrameBufferPool(WakeUp& playWakeUp);
   FrameBufferPool(const FrameBufferPool&) = delete;
   FrameBufferPool& operator=(const FrameBufferPool&) = delete;

@@ -139,8 +139,8 @@ bool FrameControl::IsDueLive(int64_t timestamp, int64_t bufferedTime, bool overF
     return true;
   }
   const int64_t dueAt = Add(base, timestamp);
-  const bool resynchronise =
-      Add(dueAt, kLateMs) < now && bufferedTime == 0;  // nothing queued: a stall, not jitter
+  const bool resynchronise = dueAt < now && Subtract(now, dueAt) > kLateMs &&
+                             bufferedTime == 0;  // nothing queued: a stall, not jitter
   if (resynchronise) {
     const int64_t anchored = Subtract(now, timestamp);
     m_llBase.compare_exchange_strong(base, anchored);

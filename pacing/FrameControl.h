@@ -15,8 +15,8 @@ enum FrameControlMode : uint32_t {
   kModeCatchUp = 0x30,   // paced, and the clock runs ahead only while the queue is over three quarters full
 };
 
-// IsTimeToPlay and DueInMs run on the video play thread alone; everything else on any thread. A setter takes
-// effect at the next decision, and wakes the thread that makes it.
+// IsTimeToPlay and DueInMs run on the video play thread alone; everything else on any thread. What is set
+// takes effect at the next decision, and the thread that makes it is woken.
 class FrameControl {
  public:
   // Both borrowed; they outlive this object. The video play thread rests on playWakeUp.
@@ -37,7 +37,7 @@ class FrameControl {
   void SetPause(bool paused);
   // The next video frame of a file is due whatever the clock says.
   void SetOneShot();
-  // Subtracted from audio timestamps, ms.
+  // Subtracted from audio timestamps, ms. Only while no play thread runs: it wakes none.
   void SetAVOffset(int32_t milliseconds) { m_nAVOffset = milliseconds; }
   int32_t AVOffset() const { return m_nAVOffset; }
   bool SetFrameControlMode(uint32_t mode);

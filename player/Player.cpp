@@ -365,11 +365,11 @@ void Player::StepForward() {
 }
 
 bool Player::SetPlaySpeed(int32_t exponent, bool keyFramesOnly) {
-  m_File.SetKeyFramesOnly(keyFramesOnly);
+  m_File.SetKeyFramesOnly(keyFramesOnly);  // before the clock, which wakes the play thread
   const int32_t limited = std::clamp(exponent, -kMaxSpeedExponent, kMaxSpeedExponent);
   const int32_t factor = 1 << std::abs(limited);
-  m_FrameControl.SetSpeed(limited > 0 ? factor : 1, limited > 0 ? 1 : factor);
   m_File.SetNormalSpeed(limited == 0);
+  m_FrameControl.SetSpeed(limited > 0 ? factor : 1, limited > 0 ? 1 : factor);
   m_Audio.StopSound();
   return true;
 }
