@@ -222,7 +222,7 @@ Allocator::Verified Allocator::Verify(Instance& instance, void* user, const Clai
         instance->large.Unlink(HeaderOf(user), total, instance->checker);
         m_Returned.Note(HeaderOf(user));
       } else {
-        instance->pageLists[pool].Release(*verified.pPage, HeaderOf(user), total, m_Returned);
+        instance->pageLists[pool].Release(*verified.pPage, claim.dwPage, HeaderOf(user), total, m_Returned);
       }
       instance->checker.Retire(claim);
     }

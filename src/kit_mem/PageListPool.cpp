@@ -166,9 +166,8 @@ NO_SANITIZE_ADDRESS PageDescriptor* PageListPool::PageOf(BlockHeader* header, co
   return linkedBefore && linkedBehind ? &page : nullptr;
 }
 
-NO_SANITIZE_ADDRESS void PageListPool::Release(PageDescriptor& page, BlockHeader* header, size_t total,
-                                               ReturnedBlocks& returned) {
-  const uint32_t pageLink = header->dwPage;
+NO_SANITIZE_ADDRESS void PageListPool::Release(PageDescriptor& page, uint32_t pageLink, BlockHeader* header,
+                                               size_t total, ReturnedBlocks& returned) {
   SizeClass& sizeClass = m_Classes[page.bSizeLog - 1];
   if (IsFull(page)) {
     Unlink(sizeClass.dwFull, page);

@@ -56,8 +56,9 @@ class PageListPool {
   // its links are not sound.
   PageDescriptor* PageOf(BlockHeader* header, const Claim& claim, size_t total) const;
   // Takes back a block of that page, and returns the page when this was its last block: then its blocks are
-  // noted in `returned`.
-  void Release(PageDescriptor& page, BlockHeader* header, size_t total, ReturnedBlocks& returned);
+  // noted in `returned`. pageLink: the one that led to the page; the header's may have changed since.
+  void Release(PageDescriptor& page, uint32_t pageLink, BlockHeader* header, size_t total,
+               ReturnedBlocks& returned);
 
   size_t PageBytes() const { return m_zPageBytes; }
   uint32_t Pages() const { return m_dwPages; }
