@@ -24,8 +24,8 @@ class VideoCodec {
  public:
   enum class Result { kPicture, kNoPicture, kFailed };
 
-  // Null when the codec is missing or memory is exhausted. libavcodec's own decoder, 800 KiB before its first
-  // frame, is opened by that frame: most of a wall's cameras may be silent.
+  // Null when the codec is missing or memory is exhausted. libavcodec's own decoder, 850 KB before its first
+  // frame, is opened by that frame: to many players nothing may come.
   static std::unique_ptr<VideoCodec> Create(AVCodecID codecId);
 
   // Decodes one access unit. kFailed: it was unusable and completed no picture; later ones may still be

@@ -37,6 +37,7 @@ timespec MonotonicTimeIn(uint32_t milliseconds) {
 // mutex as if others waited for it, and wakes nobody with one call more each time; 512 players to which
 // nothing comes then take 1.7 % of a processor and not 0.6. `end` is on CLOCK_MONOTONIC, null for never.
 long Futex(std::atomic<uint32_t>& word, int operation, uint32_t value, const timespec* end) {
+  static_assert(sizeof(timespec) == 2 * sizeof(long));  // which this call takes
   return syscall(SYS_futex, &word, operation, value, end, nullptr, FUTEX_BITSET_MATCH_ANY);
 }
 
