@@ -86,7 +86,7 @@ void FrameControl::SetSpeed(int32_t divisor, int32_t multiplier) {
 void FrameControl::SetPause(bool paused) {
   m_bPaused = paused;
   m_llBase = 0;
-  m_PlayWakeUp.Set();
+  if (!paused) m_PlayWakeUp.Set();
 }
 
 void FrameControl::SetOneShot() {

@@ -16,7 +16,7 @@ enum FrameControlMode : uint32_t {
 };
 
 // IsTimeToPlay and DueInMs run on the video play thread alone; everything else on any thread. What is set
-// takes effect at the next decision, and the thread that makes it is woken.
+// takes effect at the next decision, and the thread that makes it is woken if a frame may be due sooner.
 class FrameControl {
  public:
   // Both borrowed; they outlive this object. The video play thread rests on playWakeUp.
