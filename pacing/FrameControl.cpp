@@ -86,7 +86,7 @@ void FrameControl::SetSpeed(int32_t divisor, int32_t multiplier) {
 void FrameControl::SetPause(bool paused) {
   m_bPaused = paused;
   m_llBase = 0;
-  if (!paused) m_PlayWakeUp.Set();
+  if (!paused || m_bLive) m_PlayWakeUp.Set();  // live streams are not paused, but their clock starts anew
 }
 
 void FrameControl::SetOneShot() {

@@ -146,6 +146,7 @@ TEST_F(PlayThreadsTest, SleepsUntilSomethingCanBeDue) {
   // Whatever can make the next frame due sooner wakes the thread.
   const std::function<void()> changes[] = {
       [&] { control.SetFrameControlMode(kModeAtOnce); },
+      [&] { control.SetPause(true); },
       [&] { control.SetPause(false); },
       [&] { control.SetSpeed(1, 1); },
       [&] { control.ResetClock(true); },
