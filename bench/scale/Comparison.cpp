@@ -19,6 +19,7 @@ Comparison CompareLoad(const Load& load, int rounds) {
     const double bareMs = DecodeBareMs(load);
     const auto frames = static_cast<double>(played.frames);
     comparison.ratios.push_back(played.cpuMs / bareMs);
+    comparison.lost += played.lost;
     comparison.lateMs.insert(comparison.lateMs.end(), played.lateMs.begin(), played.lateMs.end());
     cpu.push_back(played.cpuMs * kToPercent);
     bare.push_back(bareMs * kToPercent);
@@ -51,4 +52,5 @@ void PrintComparison(const Comparison& comparison, double ratioLimit, double lat
   PrintLimited("CPU over bare decode", comparison.Ratio(), "", ratioLimit);
   std::printf("  push to presented, median: %.2f ms\n", Quantile(comparison.lateMs, 0.5));
   PrintLimited("push to presented, 99th percentile", Quantile(comparison.lateMs, 0.99), " ms", lateLimitMs);
+  PrintLimited("lost frames", static_cast<double>(comparison.lost), "", 0);
 }

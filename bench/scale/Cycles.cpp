@@ -124,9 +124,10 @@ void RunCycles() {
   Print("the library", samples);
   const ProcessFigures& first = samples.front().figures;
   const ProcessFigures last = ReadProcessFigures();
-  PrintLimited("more threads than before the first cycle", static_cast<double>(last.threads - before.threads),
-               "", 0);
-  PrintLimited("more descriptors", static_cast<double>(last.descriptors - before.descriptors), "", 0);
+  PrintLimited("more threads than before the first cycle",
+               static_cast<double>(last.threads) - static_cast<double>(before.threads), "", 0);
+  PrintLimited("more descriptors",
+               static_cast<double>(last.descriptors) - static_cast<double>(before.descriptors), "", 0);
   PrintLimited("more memory than after the warm-up",
                (static_cast<double>(last.residentKiB) / static_cast<double>(first.residentKiB) - 1) * 100,
                " %", 1);

@@ -13,6 +13,7 @@ namespace {
 
 constexpr auto kSettle = std::chrono::seconds(4);
 constexpr auto kWindow = std::chrono::seconds(10);
+constexpr auto kPatience = std::chrono::seconds(30);  // until a file plays
 
 // Nothing but decoding and timing: no picture is drawn, no sound, no scripts, no read-ahead, one decoding
 // thread.
@@ -44,8 +45,7 @@ class Handle {
     Require(mpv_initialize(m_pHandle) == 0, "libmpv does not start");
     const char* command[] = {"loadfile", file, nullptr};
     Require(mpv_command(m_pHandle, command) == 0, "libmpv does not load the file");
-    while (mpv_wait_event(m_pHandle, 10)->event_id != MPV_EVENT_PLAYBACK_RESTART) {
-    }
+    AwaitPlaying(file);
   }
   ~Handle() { mpv_terminate_destroy(m_pHandle); }
   Handle(const Handle&) = delete;
@@ -58,6 +58,19 @@ class Handle {
   }
 
  private:
+  void AwaitPlaying(const std::string& file) {
+    const auto end = Clock::now() + kPatience;
+    while (true) {
+      const mpv_event& event = *mpv_wait_event(m_pHandle, 1);
+      if (event.event_id == MPV_EVENT_PLAYBACK_RESTART) return;
+      if (event.event_id == MPV_EVENT_END_FILE) {
+        const int error = static_cast<const mpv_event_end_file*>(event.data)->error;
+        Require(false, "libmpv does not play " + file + ": " + mpv_error_string(error));
+      }
+      Require(Clock::now() < end, "libmpv does not begin to play " + file);
+    }
+  }
+
   int64_t Number(const char* property) const {
     int64_t value = 0;
     Require(mpv_get_property(m_pHandle, property, MPV_FORMAT_INT64, &value) == 0,
@@ -100,12 +113,14 @@ void RunPeer(const std::vector<std::string>& arguments) {
   const ProcessFigures during = ReadProcessFigures();
 
   const double ratio = cpuMs / (frames * bareMsPerFrame);
-  const double kib = static_cast<double>(during.residentKiB - before.residentKiB) / count;
+  const double kib =
+      (static_cast<double>(during.residentKiB) - static_cast<double>(before.residentKiB)) / count;
   std::printf(
       "  libmpv: CPU %.2f %% of one core, over bare decode %.3f; %.1f frames a second each; opened in %.1f "
       "s\n"
       "  libmpv, each: %.1f MiB resident, %.1f threads\n"
       "  ours over libmpv: CPU without windows %.2f, memory %.2f\n",
       cpuMs / elapsedMs * 100, ratio, frames / count / elapsedMs * 1e3, openedMs / 1e3, kib / 1024,
-      static_cast<double>(during.threads - before.threads) / count, ourRatio / ratio, ourKiB / kib);
+      (static_cast<double>(during.threads) - static_cast<double>(before.threads)) / count, ourRatio / ratio,
+      ourKiB / kib);
 }

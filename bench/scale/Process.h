@@ -1,5 +1,5 @@
-// What the cases need of the process they run in: the library started without screen and sound, the figures
-// that the system keeps, and how a figure is printed beside its limit.
+// What the cases need of the process they run in: the library started with headless screens and silent
+// sound, the figures that the system keeps, and how a figure is printed beside its limit.
 #pragma once
 
 #include <cstddef>
