@@ -2,7 +2,7 @@
 // and clock against a camera whose clock is off by 200 ppm, behind a network with jitter, holds and stalls.
 // What the buffered time must stay within follows from the rules and is printed beside it; the reference is a
 // clock that nobody nudges.
-//   bench_clocks
+//   scale_clocks
 #include <algorithm>
 #include <cstdio>
 

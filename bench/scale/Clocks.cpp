@@ -7,5 +7,5 @@
 
 void RunClocks() {
   const auto folder = std::filesystem::path(ProgramPath()).parent_path();
-  Require(RunProgram(folder / "bench_clocks", {}), "bench_clocks does not run");
+  Require(RunProgram(folder / "scale_clocks", {}), "scale_clocks does not run");
 }

@@ -1,13 +1,15 @@
 // One measurement of memory in a process that does nothing else, for bench_scale's case "memory". Prints
 // lines of a name and a number of bytes.
-//   bench_footprint load                          what the library takes before the first player
-//   bench_footprint idle CLIP FEW MANY            what an open player takes, without sound
-//   bench_footprint sound CLIP FEW MANY CODEC     and with sound switched on, QXSP_AUDIO_...
-//   bench_footprint playing CLIP FRAMES FEW MANY  what it takes more after it has shown FRAMES
-//   bench_footprint bare CLIP FRAMES FEW MANY     what a decoder of libavcodec takes, open and fed
-//   bench_footprint queue BYTES FRAMES            what a queued frame of so many bytes takes
-//   bench_footprint blocks BYTES FRAMES           the same for a block of malloc()
-//   bench_footprint wall CLIP FRAMES PLAYERS QUEUED  everything together
+//   scale_footprint load                                 what the library takes before the first player
+//   scale_footprint idle WIDTH HEIGHT FEW MANY           what an open player takes, without sound
+//   scale_footprint sound WIDTH HEIGHT FEW MANY CODEC    and with sound switched on, QXSP_AUDIO_...
+//   scale_footprint playing CLIP FRAMES FEW MANY         what it takes more after it has shown FRAMES
+//   scale_footprint hearing CLIP FRAMES FEW MANY SOUND   and received as many of AAC, switched off
+//   scale_footprint file FILE FRAMES FEW MANY            what a player takes that has shown FRAMES of a file
+//   scale_footprint bare CLIP FRAMES FEW MANY            what a decoder of libavcodec takes, open and fed
+//   scale_footprint queue BYTES FRAMES                   what a queued frame of so many bytes takes
+//   scale_footprint blocks BYTES FRAMES                  the same for a block of malloc()
+//   scale_footprint wall CLIP FRAMES PLAYERS QUEUED      everything together
 // "of a player" means: the difference between MANY and FEW, divided.
 #include <malloc.h>
 
@@ -93,21 +95,26 @@ void Idle(const LiveClip& clip, size_t few, size_t many) {
   Print("open", openFew, Rested(), many - few);
   const ProcessFigures figuresMany = ReadProcessFigures();
   const auto perPlayer = [&](size_t from, size_t to) {
-    return static_cast<double>(to - from) / static_cast<double>(many - few);
+    return (static_cast<double>(to) - static_cast<double>(from)) / static_cast<double>(many - few);
   };
   std::printf("threads %.2f\n", perPlayer(figuresFew.threads, figuresMany.threads));
   std::printf("descriptors %.2f\n", perPlayer(figuresFew.descriptors, figuresMany.descriptors));
   ReleaseAll();
 }
 
-void Sound(const LiveClip& clip, size_t few, size_t many, uint16_t codec) {
-  StartLibrary();
+QXSP_FILE_HEADER HeaderWithSound(const LiveClip& clip, uint16_t codec, uint16_t rate) {
   QXSP_FILE_HEADER header = LiveHeader(clip.nWidth, clip.nHeight, 25);
   header.wVideoDataType = QXSP_DATA_VIDEO_AND_AUDIO;
   header.wAudioCodecID = codec;
-  header.wAudioSampleRate = 8000;
+  header.wAudioSampleRate = rate;
   header.wAudioChannels = 1;
   header.wAudioBits = 16;
+  return header;
+}
+
+void Sound(const LiveClip& clip, size_t few, size_t many, uint16_t codec) {
+  StartLibrary();
+  const QXSP_FILE_HEADER header = HeaderWithSound(clip, codec, 8000);
   const auto open = [&](size_t count) {
     static int window;
     for (size_t i = 0; i < count; ++i) {
@@ -133,6 +140,60 @@ void Playing(const LiveClip& clip, size_t frames, size_t few, size_t many) {
   };
   const Residence shownFew = show(few);
   Print("shown", shownFew, show(many), many - few);
+  ReleaseAll();
+}
+
+// A picture and a frame of sound in turn, each sound before the next picture.
+void Hearing(const LiveClip& clip, size_t frames, size_t few, size_t many, const LiveClip& sound) {
+  constexpr uint16_t kRate = 16000;  // of the clip
+  StartLibrary();
+  CountShown();
+  const QXSP_FILE_HEADER header = HeaderWithSound(clip, QXSP_AUDIO_AAC, kRate);
+  std::vector<uint32_t> players;
+  while (players.size() < many)
+    players.push_back(OpenStream(header, QXSP_MODE_AT_ONCE, {0, 0, clip.nWidth, clip.nHeight}));
+  size_t heard = 0;
+  const auto hear = [&](size_t count) {
+    for (; heard < count; ++heard) {
+      for (size_t i = 0; i < frames; ++i) {
+        const auto ms = static_cast<uint32_t>(i * 40);
+        for (const AccessUnit* unit :
+             {&clip.units[i % clip.units.size()], &sound.units[i % sound.units.size()]})
+          Require(
+              QXSP_WriteToStreamOneFrame2(players[heard], unit->data(), static_cast<uint32_t>(unit->size()),
+                                          ms, 0) == QXSP_WRITE_QUEUED,
+              "a frame is refused");
+      }
+      Require(WaitShown(players[heard], frames), "not every picture was shown");
+    }
+    return Rested();
+  };
+  const Residence heardFew = hear(few);
+  Print("shown", heardFew, hear(many), many - few);
+  ReleaseAll();
+}
+
+void File(const std::string& path, size_t frames, size_t few, size_t many) {
+  StartLibrary();
+  CountShown();
+  constexpr QXSP_RECT kPlace = {0, 0, 352, 288};
+  static int window;
+  const auto play = [&](size_t count) {
+    std::vector<uint32_t> players;
+    while (players.size() < count) {
+      const auto player = static_cast<uint32_t>(QXSP_CreatePlayer());
+      Require(QXSP_OpenFile(player, path.c_str()) == 1, "a file does not open");
+      Require(QXSP_SetVideoPreview(player, &window, &kPlace, 1) == 1, "a window is refused");
+      players.push_back(player);
+    }
+    for (const uint32_t player : players)
+      Require(WaitShown(player, frames), "not every picture was shown");
+    for (const uint32_t player : players)
+      QXSP_Pause(player);
+    return Rested();
+  };
+  const Residence playedFew = play(few);
+  Print("shown", playedFew, play(many - few), many - few);
   ReleaseAll();
 }
 
@@ -233,17 +294,23 @@ void Wall(const LiveClip& clip, size_t frames, size_t count, size_t queued) {
 int main(int argc, char** argv) {
   const std::vector<std::string> arguments(argv + 1, argv + argc);
   const auto number = [&](size_t index) { return std::stoul(arguments.at(index)); };
+  // Without frames: what reading them has freed would be used again.
+  const auto size = [&] { return LiveClip{{}, static_cast<int>(number(1)), static_cast<int>(number(2))}; };
   const auto clip = [&] { return ReadLiveClip(arguments.at(1).c_str()); };
   const std::string what = arguments.empty() ? "" : arguments[0];
   const size_t count = arguments.size();
   if (what == "load" && count == 1) {
     Load();
-  } else if (what == "idle" && count == 4) {
-    Idle(clip(), number(2), number(3));
-  } else if (what == "sound" && count == 5) {
-    Sound(clip(), number(2), number(3), static_cast<uint16_t>(number(4)));
+  } else if (what == "idle" && count == 5) {
+    Idle(size(), number(3), number(4));
+  } else if (what == "sound" && count == 6) {
+    Sound(size(), number(3), number(4), static_cast<uint16_t>(number(5)));
   } else if (what == "playing" && count == 5) {
     Playing(clip(), number(2), number(3), number(4));
+  } else if (what == "hearing" && count == 6) {
+    Hearing(clip(), number(2), number(3), number(4), ReadLiveClip(arguments[5].c_str()));
+  } else if (what == "file" && count == 5) {
+    File(arguments[1], number(2), number(3), number(4));
   } else if (what == "bare" && count == 5) {
     Bare(clip(), number(2), number(3), number(4));
   } else if (what == "queue" && count == 3) {
@@ -253,7 +320,7 @@ int main(int argc, char** argv) {
   } else if (what == "wall" && count == 5) {
     Wall(clip(), number(2), number(3), number(4));
   } else {
-    std::fprintf(stderr, "bench_footprint is run by bench_scale memory\n");
+    std::fprintf(stderr, "scale_footprint is run by bench_scale memory\n");
     return 2;
   }
   return 0;
