@@ -9,7 +9,6 @@
 #include <filesystem>
 #include <fstream>
 #include <mutex>
-#include <regex>
 #include <set>
 #include <sstream>
 
@@ -38,7 +37,11 @@ std::multiset<std::string> Names(const std::string& text, const std::string& beg
 
 // What a program printed, without the log's lines from before QXSDKP.ini was read.
 std::string WithoutLog(const std::string& output) {
-  return std::regex_replace(output, std::regex("[0-9:.]{12} (debug|error): [^\n]*\n\n?"), "");
+  std::istringstream lines(output);
+  std::string said;
+  for (std::string line; std::getline(lines, line);)
+    if (!line.empty() && line.find(" debug: ") != 12 && line.find(" error: ") != 12) said += line + "\n";
+  return said;
 }
 
 // What stands between two marks; empty when one is missing.
@@ -49,12 +52,19 @@ std::string Between(const std::string& text, const std::string& begin, const std
   return to == std::string::npos ? "" : text.substr(from + begin.size(), to - from - begin.size());
 }
 
+std::string WithoutIndentation(const std::string& text) {
+  std::istringstream lines(text);
+  std::string result;
+  for (std::string line; std::getline(lines, line);)
+    result += (line.starts_with("  ") ? line.substr(2) : line) + "\n";
+  return result;
+}
+
 TEST(TenLines, StandInTheReadme) {
   const std::string compiled =
       Between(ReadFile(QX_SOURCE_DIR "/tools/examples/ten_lines.c"), "// ten lines\n", "  // end");
   ASSERT_NE(compiled, "");
-  EXPECT_EQ(Between(ReadFile(QX_SOURCE_DIR "/README.md"), "```c\n", "```"),
-            std::regex_replace(compiled, std::regex("(^|\n)  "), "$1"));
+  EXPECT_EQ(Between(ReadFile(QX_SOURCE_DIR "/README.md"), "```c\n", "```"), WithoutIndentation(compiled));
 }
 
 // The camera: gives the next frame when the picture of the one before has been presented.
