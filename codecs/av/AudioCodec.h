@@ -16,8 +16,7 @@ extern "C" {
 class AudioCodec {
  public:
   // `header`: what the codec needs to know before the first frame; may be empty. Null when the codec is
-  // missing or memory is exhausted. libavcodec's own decoder, a megabyte for AAC, is opened by the first
-  // frame.
+  // missing or memory is exhausted. libavcodec's own decoder, 720 KB for AAC, is opened by the first frame.
   static std::unique_ptr<AudioCodec> Create(AVCodecID codecId, int channels, int sampleRate,
                                             const uint8_t* header = nullptr, size_t headerSize = 0);
 

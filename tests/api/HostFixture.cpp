@@ -51,6 +51,16 @@ QXSP_FILE_HEADER HostFixture::Header(uint16_t width, uint16_t height) {
   return header;
 }
 
+QXSP_FILE_HEADER HostFixture::HeaderWithSound() {
+  QXSP_FILE_HEADER header = Header();
+  header.wVideoDataType = QXSP_DATA_VIDEO_AND_AUDIO;
+  header.wAudioCodecID = QXSP_AUDIO_PCM;
+  header.wAudioSampleRate = 8000;
+  header.wAudioChannels = 1;
+  header.wAudioBits = 8;
+  return header;
+}
+
 uint32_t HostFixture::OpenPlayer(const QXSP_FILE_HEADER& header) {
   const auto player = static_cast<uint32_t>(QXSP_CreatePlayer());
   EXPECT_EQ(OpenStream(player, header), 1);

@@ -21,6 +21,8 @@ class HostFixture : public testing::Test {
   ~HostFixture() override;
 
   static QXSP_FILE_HEADER Header(uint16_t width = 64, uint16_t height = 48);
+  // The same with 8-bit PCM, 8 kHz, one channel.
+  static QXSP_FILE_HEADER HeaderWithSound();
   // A new player that plays a stream without pacing, in a window.
   uint32_t OpenPlayer(const QXSP_FILE_HEADER& header = Header());
   static int32_t OpenStream(uint32_t player, const QXSP_FILE_HEADER& header);

@@ -59,13 +59,7 @@ class MemoryFaults : public HostFixture, public testing::WithParamInterface<Whic
   }
 
   void OpenAndPush(uint32_t player, Answers& answers) {
-    QXSP_FILE_HEADER header = Header();
-    header.wVideoDataType = QXSP_DATA_VIDEO_AND_AUDIO;
-    header.wAudioCodecID = QXSP_AUDIO_PCM;
-    header.wAudioSampleRate = 8000;
-    header.wAudioChannels = 1;
-    header.wAudioBits = 8;
-    answers.bOpened = OpenStream(player, header) == 1;
+    answers.bOpened = OpenStream(player, HeaderWithSound()) == 1;
     QXSP_SetFrameControlMode(player, QXSP_MODE_AT_ONCE);
     const QXSP_RECT window = {100, 100, 164, 148};
     QXSP_SetVideoPreview(player, this, &window, 1);

@@ -35,13 +35,7 @@ class SoundFaults : public HostFixture, public testing::WithParamInterface<bool>
   // Starts to play; answers what switching on the sound answered.
   int32_t Open() {
     if (GetParam()) {
-      QXSP_FILE_HEADER header = Header();
-      header.wVideoDataType = QXSP_DATA_VIDEO_AND_AUDIO;
-      header.wAudioCodecID = QXSP_AUDIO_PCM;
-      header.wAudioSampleRate = 8000;
-      header.wAudioChannels = 1;
-      header.wAudioBits = 8;
-      EXPECT_EQ(OpenStream(m_nPlayer, header), 1);
+      EXPECT_EQ(OpenStream(m_nPlayer, HeaderWithSound()), 1);
       EXPECT_EQ(QXSP_SetFrameControlMode(m_nPlayer, QXSP_MODE_AT_ONCE), 1);
     } else {
       Recording recording(5);
