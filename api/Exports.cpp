@@ -81,6 +81,8 @@ void QXSP_CALL QXSP_ReleaseSDK(void) {
 
 void QXSP_CALL QXSP_ConfigLog(int32_t nFileLevel, const char* pszDirectory, int32_t nStdOutLevel) {
   kitc_log_config(nFileLevel, pszDirectory, nStdOutLevel);
+  for (Player& player : player_table::All())
+    player.LogConfigured();
 }
 
 // Players

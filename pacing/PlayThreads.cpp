@@ -36,9 +36,7 @@ void PlayThreads::Stop() {
 }
 
 void PlayThreads::ResetStatistics() {
-  (void)m_Video.TakeTimings();
-  m_nFramesPlayed = 0;
-  m_dLastTimingLog = kitc_time_ms();
+  (void)BeginTimingPeriod(kitc_time_ms());
 }
 
 void PlayThreads::RequestRefresh() {
@@ -80,12 +78,15 @@ bool PlayThreads::VideoPass() {
 // Between two passes: at least a millisecond, so that no backlog takes the processor from the other players.
 void PlayThreads::Rest() {
   const double passed = kitc_time_ms();
-  m_PlayWakeUp.Wait(RestMs(passed));
-  if (m_bRunning && kitc_time_ms() - passed < kPassMs) Sleep(kPassMs);
+  const bool awaitsTimingLine = kitc_log_enabled(kLogDebug);
+  m_PlayWakeUp.Wait(RestMs(passed, awaitsTimingLine));
+  const double rested = kitc_time_ms();
+  if (!awaitsTimingLine && rested - m_dLastTimingLog > kTimingPeriodMs) (void)BeginTimingPeriod(rested);
+  if (m_bRunning && rested - passed < kPassMs) Sleep(kPassMs);
 }
 
 // How long a pass would find nothing to do. Whoever changes that meanwhile wakes the thread.
-uint32_t PlayThreads::RestMs(double now) {
+uint32_t PlayThreads::RestMs(double now, bool awaitsTimingLine) {
   uint32_t rest = INFINITE;
   FrameRecord front;
   if (m_Source == Source::kFile) {
@@ -93,7 +94,8 @@ uint32_t PlayThreads::RestMs(double now) {
   } else if (m_Pool.GetFrontFrame(front)) {
     rest = m_Control.DueInMs(front.llTimeStamp, front.ftFrameType == QFT_Video);
   }
-  // The timing line is due when more than its period has passed.
+  if (!awaitsTimingLine) return std::max<uint32_t>(rest, kPassMs);
+  // The line is due when more than its period has passed.
   const double untilLog = std::clamp(m_dLastTimingLog + kTimingPeriodMs - now, 0.0, kTimingPeriodMs);
   return std::clamp<uint32_t>(rest, kPassMs, static_cast<uint32_t>(untilLog) + 1);
 }
@@ -114,16 +116,22 @@ void PlayThreads::PlayFrameFromPool() {
 }
 
 void PlayThreads::LogTimings(double now) {
-  const VideoTimings sums = m_Video.TakeTimings();
+  const double period = now - m_dLastTimingLog;
+  const uint32_t framesPlayed = m_nFramesPlayed;
+  const VideoTimings sums = BeginTimingPeriod(now);
   kitc_log(kLogDebug, kSource, __LINE__,
            "decodeid:%d dPeriod:%.1fms leftFramVideoeCnt:%d playframerate:%d total:%.1fms viewlock:%.1fms "
            "view:%.1fms "
            "waitgloballock:%.1fms decode:%.1fms ddsoffscreen:%.1fms ddsbackCallback:%.1fms ddsback:%.1fms "
            "ddsprimary:%.1fms,name:%s\n",
-           m_Label.PlayerID(), now - m_dLastTimingLog, m_Pool.GetVideoFrameCount(), m_nFramesPlayed,
-           sums.viewlock + sums.decode, sums.viewlock, sums.view, sums.show.waitgloballock, sums.decode,
-           sums.show.ddsoffscreen, sums.show.ddsbackCallback, sums.show.ddsback, sums.show.ddsprimary,
-           m_Label.Name().c_str());
-  m_dLastTimingLog = now;
+           m_Label.PlayerID(), period, m_Pool.GetVideoFrameCount(), framesPlayed, sums.viewlock + sums.decode,
+           sums.viewlock, sums.view, sums.show.waitgloballock, sums.decode, sums.show.ddsoffscreen,
+           sums.show.ddsbackCallback, sums.show.ddsback, sums.show.ddsprimary, m_Label.Name().c_str());
+}
+
+// Returns the sums of the one that ends.
+VideoTimings PlayThreads::BeginTimingPeriod(double now) {
   m_nFramesPlayed = 0;
+  m_dLastTimingLog = now;
+  return m_Video.TakeTimings();
 }

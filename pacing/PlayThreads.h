@@ -51,9 +51,10 @@ class PlayThreads {
   void AudioLoop();
   bool VideoPass();
   void Rest();
-  uint32_t RestMs(double now);
+  uint32_t RestMs(double now, bool awaitsTimingLine);
   void PlayFrameFromPool();
   void LogTimings(double now);
+  VideoTimings BeginTimingPeriod(double now);
 
   const PlayerLabel& m_Label;
   WakeUp& m_PlayWakeUp;
@@ -71,7 +72,7 @@ class PlayThreads {
 
   // Video play thread only, while it runs.
   uint32_t m_nFramesPlayed = 0;  // since the last timing line
-  double m_dLastTimingLog = 0;   // ms of kitc_time_ms
+  double m_dLastTimingLog = 0;   // ms of kitc_time_ms; or when that line would have been written
 
   // Owner only.
   Thread m_PlayThread;

@@ -81,6 +81,9 @@ class Player {
   void RefreshWindow() { m_PlayThreads.RequestRefresh(); }
   bool SetAudioPreview(HWND window, bool enable) { return m_Audio.SetPreview(window, enable); }
 
+  // The timing line of a player that rests is due again when the log begins to take it.
+  void LogConfigured() { m_PlayWakeUp.Set(); }
+
   void SetName(String name) { m_Label.SetName(std::move(name)); }
   void SetUserData(uint32_t value) { m_dwUserData = value; }
   uint32_t GetUserData() const { return m_dwUserData; }

@@ -82,8 +82,12 @@ void WriteToDailyFile(const LogState& state, const SYSTEMTIME& now, const char* 
 
 }  // namespace
 
+bool kitc_log_enabled(int32_t level) {
+  return level >= g_nMinLevel.load(std::memory_order_relaxed);
+}
+
 void kitc_log(int32_t level, const char* sourceFile, int32_t line, const char* format, ...) {
-  if (level < g_nMinLevel.load(std::memory_order_relaxed)) return;
+  if (!kitc_log_enabled(level)) return;
   SYSTEMTIME now{};
   GetLocalTime(&now);
   char text[kLineBytes];

@@ -26,6 +26,9 @@ enum LogLevel : int32_t {
 // called everything goes to standard output and the debugger, nothing to files.
 void kitc_log(int32_t level, const char* sourceFile, int32_t line, const char* format, ...) KITC_PRINTF(4, 5);
 
+// Whether a line of that level goes anywhere. The answer may be out of date when it is used.
+bool kitc_log_enabled(int32_t level);
+
 // Sets both thresholds and the directory of the daily files, which is created. A null directory turns the
 // files off and keeps the old one; of a longer one the first 1023 characters count. The setting stays for the
 // life of the process.

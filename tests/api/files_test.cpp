@@ -234,3 +234,14 @@ TEST_F(Files, StoppingDoesNotWaitForASearchThroughAnEndlessFile) {
   EXPECT_EQ(QXSP_Stop(player), 1);
   EXPECT_EQ(g_nEnds, 0);
 }
+
+TEST_F(Files, APausedPlayerWakesForItsTimingLineOnceTheLogTakesIt) {
+  QXSP_ConfigLog(QXSP_LOG_NONE, nullptr, QXSP_LOG_NONE);
+  Open(Numbered(30));
+  QXSP_Pause(player);
+  Run(50);  // the frame that was due is behind it
+  EXPECT_EQ(clock.NextWakeMs(), UINT64_MAX);
+  QXSP_ConfigLog(QXSP_LOG_NONE, nullptr, QXSP_LOG_DEBUG);
+  Run(1002);
+  EXPECT_THAT(clock.TakeText(), Contains(HasSubstr("dPeriod:")));
+}

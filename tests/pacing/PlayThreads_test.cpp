@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "api/Notification.h"
+#include "src/kitc/Log.h"
 #include "tests/support/ManualClock.h"
 
 using testing::ContainsRegex;
@@ -166,6 +167,22 @@ TEST_F(PlayThreadsTest, SleepsUntilSomethingCanBeDue) {
     Pass();
     EXPECT_EQ(g_Shown.size(), shown + 1) << &change - changes;
   }
+}
+
+TEST_F(PlayThreadsTest, NobodyWakesForATimingLineThatGoesNowhere) {
+  kitc_log_config(kLogNone, nullptr, kLogInfo);
+  Start();
+  Pass();
+  EXPECT_EQ(clock.NextWakeMs(), UINT64_MAX);
+  clock.Advance(60'000);
+
+  kitc_log_config(kLogNone, nullptr, kLogDebug);
+  wakeUp.Set();
+  Pass();
+  EXPECT_THAT(TakeLog(), Not(HasSubstr("dPeriod"))) << "that minute was not measured";
+  ASSERT_TRUE(clock.Step(1001, kPlayThreads));
+  EXPECT_THAT(TakeLog(), HasSubstr("dPeriod:1001.0ms"));
+  kitc_log_config(kLogNone, nullptr, kLogAll);
 }
 
 TEST_F(PlayThreadsTest, StoppingWakesThreadsThatRest) {
