@@ -13,14 +13,6 @@ extern "C" {
 
 namespace {
 
-// Larger pictures come from damaged headers only, and would take gigabytes.
-constexpr int kMaxSide = 10000;
-
-int GetBuffer(AVCodecContext* context, AVFrame* frame, int flags) {
-  if (frame->width > kMaxSide || frame->height > kMaxSide) return AVERROR(EINVAL);
-  return avcodec_default_get_buffer2(context, frame, flags);
-}
-
 size_t PlaneBytes(const AVFrame& frame, int plane) {
   const size_t bytes = static_cast<size_t>(frame.linesize[plane]) * static_cast<size_t>(frame.height);
   return plane == 0 ? bytes : bytes / 2;
@@ -77,7 +69,7 @@ bool VideoCodec::Open() {
   context.thread_count = 1;
   context.flags |= AV_CODEC_FLAG_LOW_DELAY;
   context.log_level_offset = kLogSilence;
-  context.get_buffer2 = GetBuffer;
+  m_Pictures.Attach(context);
   if (avcodec_open2(&context, m_pCodec, nullptr) < 0) return false;
   m_pContext = std::move(opening);
   return true;

@@ -7,6 +7,7 @@
 
 #include "codecs/av/AvOwners.h"
 #include "codecs/av/PaddedInput.h"
+#include "codecs/av/PicturePool.h"
 
 struct SwsContext;
 
@@ -47,6 +48,7 @@ class VideoCodec {
   const AVFrame* Convert();
 
   const AVCodec* const m_pCodec;
+  PicturePool m_Pictures;
   AvContext m_pContext;  // null before the first frame
   PaddedInput m_Input;
   AvFrame m_pFrame;  // the picture handed out, in the codec's memory
