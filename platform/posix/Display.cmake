@@ -13,6 +13,7 @@ target_sources(platform PRIVATE
   posix/MonitorTable.cpp
   posix/PixelImage.cpp
   posix/PrimarySurface.cpp
+  posix/NonTemporalCopy.cpp
   posix/Stretch.cpp
   posix/StretchGeometry.cpp
   posix/Surface.cpp

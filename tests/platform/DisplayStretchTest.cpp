@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstring>
 #include <random>
 
 #include "platform/posix/Stretch.h"
@@ -100,6 +101,33 @@ TEST(StretchCopy, ConvertsEveryPixelAtAnyOffset) {
                     kind == PixelKind::kRgb32 ? 0 : 3)
               << "kind " << static_cast<int>(kind) << " pixel " << x << "," << y << " cut by " << left;
         }
+      }
+      EXPECT_TRUE(target.IsUntouchedOutside(seen));
+    }
+  }
+}
+
+// Small windows are written in another way than large ones.
+TEST(StretchCopy, WindowsOfAnySizeShowTheSamePixels) {
+  std::mt19937 random(2);
+  const GuardedImage source(PixelKind::kYv12, 500, 80);
+  std::ranges::generate(source.Bytes(), [&] { return static_cast<uint8_t>(random()); });
+  const GuardedImage large(PixelKind::kRgb32, 500, 80);
+  const RECT whole = {0, 0, 500, 80};
+  StretchScratch scratch;
+  ASSERT_EQ(StretchCopy(source.Get(), whole, large.Get(), whole, scratch), DD_OK);
+  for (const auto& [width, height] : {std::pair{2, 2}, {14, 10}, {16, 8}, {176, 78}, {400, 80}, {498, 64}}) {
+    for (LONG at : {0, 1, 7, 40}) {
+      const GuardedImage target(PixelKind::kRgb32, 500, 80);
+      const RECT to = {at, at / 8, at + width, at / 8 + height};
+      const RECT seen = Cut(to, target.Get());
+      const RECT from = {2, 0, 2 + width, height};
+      ASSERT_EQ(StretchCopy(source.Get(), from, target.Get(), to, scratch), DD_OK);
+      for (LONG y = seen.top; y < seen.bottom; ++y) {
+        ASSERT_EQ(std::memcmp(target.Pixel(seen.left, y), large.Pixel(2, y - to.top),
+                              static_cast<size_t>(seen.right - seen.left) * 4),
+                  0)
+            << width << "x" << height << " at " << at << " row " << y;
       }
       EXPECT_TRUE(target.IsUntouchedOutside(seen));
     }
