@@ -32,24 +32,26 @@ int PicturePool::GetBuffer(AVCodecContext* context, AVFrame* frame, int flags) {
   return static_cast<PicturePool*>(context->opaque)->Lay(context, *frame);
 }
 
-// Lays the planes one behind the other, with the room around the picture that the decoder asks for.
+// Lays the planes one behind the other, with the room around the picture that the decoder asks for: whole
+// rows are copied out of them, so they are no longer than that. They begin where the vectors of their rows
+// do.
 int PicturePool::Lay(AVCodecContext* context, AVFrame& frame) {
   int width = frame.width;
   int height = frame.height;
   int alignment[AV_NUM_DATA_POINTERS];
   avcodec_align_dimensions2(context, &width, &height, alignment);
-  // A chroma row is half as long and aligned all the same.
-  width = RoundUp(width, 2 * std::max(alignment[0], alignment[1]));
-  height = RoundUp(height, 2);
-  const size_t luma = static_cast<size_t>(width) * static_cast<size_t>(height);
+  const int luma = RoundUp(width, alignment[0]);
+  const int chroma = RoundUp((width + 1) / 2, std::max(alignment[1], alignment[2]));
+  const size_t lumaBytes = static_cast<size_t>(luma) * static_cast<size_t>(height);
+  const size_t chromaBytes = static_cast<size_t>(chroma) * static_cast<size_t>((height + 1) / 2);
 
-  frame.buf[0] = Take(luma * 3 / 2 + kPadding);
+  frame.buf[0] = Take(lumaBytes + 2 * chromaBytes + kPadding);
   if (frame.buf[0] == nullptr) return AVERROR(ENOMEM);
   frame.data[0] = frame.buf[0]->data;
-  frame.data[1] = frame.data[0] + luma;
-  frame.data[2] = frame.data[1] + luma / 4;
-  frame.linesize[0] = width;
-  frame.linesize[1] = frame.linesize[2] = width / 2;
+  frame.data[1] = frame.data[0] + lumaBytes;
+  frame.data[2] = frame.data[1] + chromaBytes;
+  frame.linesize[0] = luma;
+  frame.linesize[1] = frame.linesize[2] = chroma;
   frame.extended_data = frame.data;
   return 0;
 }
