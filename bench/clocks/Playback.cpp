@@ -122,7 +122,7 @@ class Day final : public Decoder {
     ++m_Figures.settled[std::min(static_cast<size_t>(buffered), last)];
   }
 
-  SimulatedTime m_Time{[this] { return NextMs(); }, [this] { Push(); }};
+  SimulatedTime m_Time{m_WakeUp, [this] { return NextMs(); }, [this] { Push(); }};
   Traffic m_Traffic;
   Arrival m_Next = m_Traffic.Next();
   const int64_t m_llSettleMs;

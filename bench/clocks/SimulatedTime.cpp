@@ -1,5 +1,6 @@
 #include "bench/clocks/SimulatedTime.h"
 
+#include <functional>
 #include <utility>
 
 namespace {
@@ -8,8 +9,12 @@ constexpr int64_t kStartMs = 1'000'000;  // of the clocks: a time of 0 means "no
 
 }  // namespace
 
-SimulatedTime::SimulatedTime(std::function<int64_t()> nextMs, std::function<void()> happen)
-    : m_NextMs(std::move(nextMs)), m_Happen(std::move(happen)), m_pEarlier(platform::SetKernelSeam(this)) {}
+SimulatedTime::SimulatedTime(const WakeUp& playWakeUp, std::function<int64_t()> nextMs,
+                             std::function<void()> happen)
+    : m_PlayWakeUp(playWakeUp),
+      m_NextMs(std::move(nextMs)),
+      m_Happen(std::move(happen)),
+      m_pEarlier(platform::SetKernelSeam(this)) {}
 
 SimulatedTime::~SimulatedTime() {
   platform::SetKernelSeam(m_pEarlier);
@@ -34,9 +39,9 @@ void SimulatedTime::Sleep(uint32_t milliseconds) {
 
 bool SimulatedTime::SleepOnCondition(CONDITION_VARIABLE& condition, CRITICAL_SECTION& section,
                                      uint32_t milliseconds) {
-  if (milliseconds == INFINITE || m_bEnded)
+  if (!IsThePlayThreads(condition) || m_bEnded)
     return KernelSeam::SleepOnCondition(condition, section, milliseconds);
-  const int64_t end = NowMs() + milliseconds;
+  const int64_t end = milliseconds == INFINITE ? kNever - 1 : NowMs() + milliseconds;
   m_bWoken = false;
   // Whatever happens in the same millisecond happens before the thread has its processor back.
   while (HappensBefore(m_bWoken ? NowMs() : end)) {
@@ -48,6 +53,13 @@ bool SimulatedTime::SleepOnCondition(CONDITION_VARIABLE& condition, CRITICAL_SEC
 void SimulatedTime::WakeCondition(CONDITION_VARIABLE& condition) {
   m_bWoken = true;
   KernelSeam::WakeCondition(condition);
+}
+
+// A condition lies in the object that is rested on.
+bool SimulatedTime::IsThePlayThreads(const CONDITION_VARIABLE& condition) const {
+  const void* const at = &condition;
+  return !std::less<>()(at, static_cast<const void*>(&m_PlayWakeUp)) &&
+         std::less<>()(at, static_cast<const void*>(&m_PlayWakeUp + 1));
 }
 
 void SimulatedTime::MoveTo(int64_t ms) {

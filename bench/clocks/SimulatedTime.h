@@ -7,14 +7,16 @@
 #include <semaphore>
 
 #include "platform/posix/KernelSeam.h"
+#include "src/kitc/WakeUp.h"
 
-// In place while it lives. For one play thread whose player has its sound switched off: every rest with an
-// end is that thread's. Nothing waits in real time, so every run is the same: the time moves while the thread
+// In place while it lives. For one play thread whose player has its sound switched off: nobody else sleeps,
+// or rests for a time. Nothing waits in real time, so every run is the same: the time moves while the thread
 // rests, and whatever happens meanwhile happens on the thread itself.
 class SimulatedTime final : public platform::KernelSeam {
  public:
+  // playWakeUp: what the play thread rests on; borrowed, and not used before a thread rests.
   // nextMs: when something happens next, ms of NowMs(), kNever at the end. happen: makes it happen.
-  SimulatedTime(std::function<int64_t()> nextMs, std::function<void()> happen);
+  SimulatedTime(const WakeUp& playWakeUp, std::function<int64_t()> nextMs, std::function<void()> happen);
   ~SimulatedTime() override;
   SimulatedTime(const SimulatedTime&) = delete;
   SimulatedTime& operator=(const SimulatedTime&) = delete;
@@ -36,9 +38,11 @@ class SimulatedTime final : public platform::KernelSeam {
   void WakeCondition(CONDITION_VARIABLE& condition) override;
 
  private:
+  bool IsThePlayThreads(const CONDITION_VARIABLE& condition) const;
   void MoveTo(int64_t ms);
   bool HappensBefore(int64_t ms);
 
+  const WakeUp& m_PlayWakeUp;
   const std::function<int64_t()> m_NextMs;
   const std::function<void()> m_Happen;
   platform::KernelSeam* const m_pEarlier;
