@@ -50,6 +50,11 @@ constinit Reserve g_Reserve;
 
 }  // namespace
 
+size_t MemoryReserve::RoundUp(size_t bytes) {
+  if (bytes <= kGranularity || bytes > kSizes * kGranularity) return bytes;
+  return (bytes + kGranularity - 1) / kGranularity * kGranularity;
+}
+
 // Null when the size has none.
 void* MemoryReserve::PopFrom(size_t index) {
   void* const memory = m_pKept[index];
@@ -111,6 +116,7 @@ void* MemoryReserve::Close() {
 
 void* AllocateMemory(size_t bytes) {
   if constexpr (kKeepMemory) {
+    bytes = MemoryReserve::RoundUp(bytes);
     if (void* const kept = g_Reserve.reserve.Take(bytes)) return kept;
   }
   void* const memory = std::malloc(bytes != 0 ? bytes : 1);

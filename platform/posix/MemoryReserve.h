@@ -18,6 +18,8 @@ class MemoryReserve {
   // cameras gain and lose from one moment to the next.
   static constexpr size_t kMaxBytes = 16u << 20;
 
+  // What to ask malloc() for, so that the memory can be taken again once it is kept.
+  static size_t RoundUp(size_t bytes);
   // Memory of at least `bytes`, with anything in it, for free(); null when none of that size is kept.
   void* Take(size_t bytes);
   // Takes over malloc()'s memory. What it answers goes to free(): `memory` itself, other memory that had to

@@ -20,11 +20,9 @@ size_t AlignmentFor(size_t byteCount) {
   return hasAddressesToSpare && byteCount >= kHugePage ? kHugePage : kCacheLine;
 }
 
-// With room to align, and of a size that the reserve of released memory gives again: viewers try out a
-// surface whenever a source is opened.
+// With room to align.
 size_t AllocatedBytes(size_t byteCount) {
-  constexpr size_t kGranularity = 4096;
-  return (byteCount + AlignmentFor(byteCount) + kGranularity - 2) / kGranularity * kGranularity;
+  return byteCount + AlignmentFor(byteCount) - 1;
 }
 
 class HeapMemory final : public SurfaceMemory {

@@ -256,6 +256,12 @@ TEST(MemoryReserve, IsBoundedAndGivesWayToWhatIsUsedNow) {
     EXPECT_EQ(reserve.Take(other), nullptr) << other;
   EXPECT_EQ(reserve.Take(131072), memory);
   std::free(memory);
+  for (const size_t odd : {4097, 5000, 200'000, (1 << 20) - 1}) {
+    void* const rounded = std::malloc(platform::MemoryReserve::RoundUp(odd));
+    EXPECT_EQ(reserve.Keep(rounded), nullptr);
+    EXPECT_EQ(reserve.Take(platform::MemoryReserve::RoundUp(odd)), rounded) << odd;
+    std::free(rounded);
+  }
   for (const size_t bytes : {size_t{1} << 20, size_t{1} << 15}) {
     for (int i = 0; i < 2000; ++i) {
       keep(bytes);
