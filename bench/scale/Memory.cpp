@@ -26,12 +26,12 @@ constexpr double kLoaded = 32'650'000;
 constexpr double kScreen = 1920 * 1080 * 4;
 constexpr double kDecoding = 7'100'000;  // once, with the first picture
 constexpr double kOpen = 21'000;
-constexpr double kSound = 17'700;     // switched on, before the first of it
+constexpr double kSound = 20'800;     // switched on, before the first of it
 constexpr double kShown = 1'550'000;  // with what it took when it was open
 constexpr double kShownPixel = 7.65;
 constexpr double kAac = 720'000;          // more, with the first frame of its sound, heard or not
 constexpr double kRecording = 1'075'000;  // more, for its file
-constexpr double kMp4Sound = 50'000;      // more than that, when it comes from such a file
+constexpr double kMp4Sound = 115'000;     // more than that, when it comes from such a file
 constexpr double kMp4Entry = 16;          // of a frame
 constexpr double kQueueEntry = 92;
 
