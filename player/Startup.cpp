@@ -48,6 +48,8 @@ bool InitSDK(std::span<Player> players) {
   for (Player& player : players)
     player.SetPlayerID(nPlayerID++);
   kitc_log_config(settings.nFileLogLevel, (directory + "\\qxsdkplog").c_str(), settings.nStdOutLogLevel);
+  for (Player& player : players)
+    player.LogConfigured();
   return true;
 }
 

@@ -32,9 +32,8 @@ int PicturePool::GetBuffer(AVCodecContext* context, AVFrame* frame, int flags) {
   return static_cast<PicturePool*>(context->opaque)->Lay(context, *frame);
 }
 
-// Lays the planes one behind the other, with the room around the picture that the decoder asks for: whole
-// rows are copied out of them, so they are no longer than that. They begin where the vectors of their rows
-// do.
+// Lays the planes one behind the other, each aligned, with the room around the picture that the decoder asks
+// for. Rows are no longer than that takes: whole rows are copied out of them.
 int PicturePool::Lay(AVCodecContext* context, AVFrame& frame) {
   int width = frame.width;
   int height = frame.height;
@@ -62,7 +61,7 @@ AVBufferRef* PicturePool::Take(size_t bytes) {
     Release();
     m_nBytes = bytes;
   }
-  // Cleared, so that damage shows nothing of other pictures.
+  // Cleared when they are new, so that damage shows no foreign memory.
   if (m_pPool == nullptr) m_pPool = av_buffer_pool_init(bytes, av_buffer_allocz);
   return m_pPool != nullptr ? av_buffer_pool_get(m_pPool) : nullptr;
 }

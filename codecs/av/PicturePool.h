@@ -15,7 +15,7 @@ class PicturePool {
   PicturePool(const PicturePool&) = delete;
   PicturePool& operator=(const PicturePool&) = delete;
 
-  // Serves the context's pictures from here. Both are used together from then on.
+  // Serves the context's pictures from here. The context must be freed before this object.
   void Attach(AVCodecContext& context);
 
  private:

@@ -48,8 +48,8 @@ class VideoCodec {
   const AVFrame* Convert();
 
   const AVCodec* const m_pCodec;
-  PicturePool m_Pictures;
-  AvContext m_pContext;  // null before the first frame
+  PicturePool m_Pictures;  // before the context, which refers to it
+  AvContext m_pContext;    // null before the first frame
   PaddedInput m_Input;
   AvFrame m_pFrame;  // the picture handed out, in the codec's memory
   AvFrame m_pNext;

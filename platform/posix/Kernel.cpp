@@ -34,8 +34,8 @@ timespec MonotonicTimeIn(uint32_t milliseconds) {
 }
 
 // The kernel's wait queues: one system call for a sleep and one for a wake-up. A pthread condition leaves its
-// mutex as if others waited for it, and wakes nobody with one call more each time; 512 players to which
-// nothing comes then take 1.7 % of a processor and not 0.6. In the system's table, not the process's own
+// mutex as if others waited for it, and wakes nobody with one call more each time: three times the cost of a
+// rest that only its time ends. In the system's table, not the process's own
 // (FUTEX_PRIVATE_FLAG): since Linux 6.16 that has 16 queues on two processors, and a wake-up looks for its
 // sleeper among the others of its queue, which are 64 with 512 players and take 8 us. `end` is on
 // CLOCK_MONOTONIC, null for never.
@@ -116,8 +116,7 @@ bool KernelSeam::SleepOnCondition(CONDITION_VARIABLE& condition, CRITICAL_SECTIO
   const uint32_t seen = condition.nWakes;
   ++condition.nSleepers;
   LeaveCriticalSection(&section);
-  const bool timedOut =
-      Futex(condition.nWakes, FUTEX_WAIT_BITSET, seen, timeout) != 0 && errno == ETIMEDOUT;
+  const bool timedOut = Futex(condition.nWakes, FUTEX_WAIT_BITSET, seen, timeout) != 0 && errno == ETIMEDOUT;
   --condition.nSleepers;
   EnterCriticalSection(&section);
   return !timedOut;

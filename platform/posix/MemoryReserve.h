@@ -19,6 +19,7 @@ class MemoryReserve {
   static constexpr size_t kMaxBytes = 16u << 20;
 
   // What to ask malloc() for, so that the memory can be taken again once it is kept.
+  // For allocators that round such sizes up no further, as glibc's: of others' memory some is kept in vain.
   static size_t RoundUp(size_t bytes);
   // Memory of at least `bytes`, with anything in it, for free(); null when none of that size is kept.
   void* Take(size_t bytes);

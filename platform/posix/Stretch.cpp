@@ -16,10 +16,11 @@ namespace {
 // Averages when shrinking to less than half, bilinear otherwise.
 constexpr libyuv::FilterMode kFilter = libyuv::kFilterBox;
 
-// The visible part of the target.
+// The visible part of the target, or scratch memory that is read at once.
 struct Output {
   uint8_t* pBytes;
   int32_t nPitch, nWidth, nHeight;
+  bool bScratch = false;
 };
 
 // A planar picture at any place in memory. The chroma counts are those of samples that may be read.
@@ -83,7 +84,8 @@ void ForEachPiece(const Runs& columns, const Runs& rows, const Output& output, C
 bool GoesPastCaches(const Output& output) {
   constexpr int32_t kMaxWidth = 512;
   constexpr int64_t kMaxPixels = 32 * 1024;
-  return output.nWidth <= kMaxWidth && int64_t{output.nWidth} * output.nHeight <= kMaxPixels;
+  return !output.bScratch && output.nWidth <= kMaxWidth &&
+         int64_t{output.nWidth} * output.nHeight <= kMaxPixels;
 }
 
 // convert(first row, rows, target, target pitch) converts rows of a piece that many pixels wide and high; the
@@ -229,7 +231,7 @@ HRESULT StretchAsRgb(const PixelImage& source, const RECT& sourceRect, const Str
   int32_t pitch;
   if (isConverted) {
     ConvertToRgb(source, sourceRect, x.nSource - before, y.nSource,
-                 {memory, converted.nPitch, before + x.nSourceLength, y.nSourceLength});
+                 {memory, converted.nPitch, before + x.nSourceLength, y.nSourceLength, true});
     pixels = memory + before * 4;
     pitch = converted.nPitch;
   } else {

@@ -189,8 +189,9 @@ const auto kNameOf = [](const auto& clip) {
 };
 INSTANTIATE_TEST_SUITE_P(Clips, ClipTest,
                          testing::Values(kPlain, kReordered, kPlain265, kReordered265, kOlder,
-                                         Clip{"odd444.h264", 35, 33, 0, 1}, Clip{"deep.h265", 176, 144, 0, 1},
-                                         Clip{"cropped.h265", 128, 64}),
+                                         Clip{"interlaced.h264"}, Clip{"tiny.h264", 18, 34},
+                                         Clip{"odd.m4v", 35, 33}, Clip{"odd444.h264", 35, 33, 0, 1},
+                                         Clip{"deep.h265", 176, 144, 0, 1}, Clip{"cropped.h265", 128, 64}),
                          kNameOf);
 INSTANTIATE_TEST_SUITE_P(Clips, DamageTest,
                          testing::Values(kPlain, kReordered, kPlain265, kReordered265, kOlder), kNameOf);

@@ -1,4 +1,5 @@
 // Wrong releases, damaged blocks, and memory that runs out: each is told, and nothing is lost or corrupted.
+#include <malloc.h>
 #include <unistd.h>
 
 #include <cinttypes>
@@ -256,6 +257,11 @@ TEST(MemoryReserve, IsBoundedAndGivesWayToWhatIsUsedNow) {
     EXPECT_EQ(reserve.Take(other), nullptr) << other;
   EXPECT_EQ(reserve.Take(131072), memory);
   std::free(memory);
+#ifndef __SANITIZE_ADDRESS__  // which must see every release, and the end of every block
+  void* const allocated = platform::AllocateMemory(5000);
+  EXPECT_GE(malloc_usable_size(allocated), 8192u) << "else it would be kept, and never taken";
+  platform::FreeMemory(allocated);
+#endif
   for (const size_t odd : {4097, 5000, 200'000, (1 << 20) - 1}) {
     void* const rounded = std::malloc(platform::MemoryReserve::RoundUp(odd));
     EXPECT_EQ(reserve.Keep(rounded), nullptr);
